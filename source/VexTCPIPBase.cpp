@@ -1,0 +1,1187 @@
+#include "VexTCPIPBase.h"
+
+#include "VexDescriptorInternal.h"
+#include "VexImmortalInternal.h"
+#include "VexListenTurnsInternal.h"
+#include "VexThread.h"
+#include "VexTraceTextInternal.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+namespace
+{
+const std::size_t nReceiveBlock = 1024;
+const std::size_t nCutOff = 65536;    // so much taken data, at least, is cut off the buffer at once
+
+typedef std::shared_ptr<CVexDescriptor> Descriptor;
+
+struct SLocation
+{
+	int m_nLine;
+};
+
+std::ostream& operator<<(std::ostream& rStream, SLocation oLocation)
+{
+	return rStream << "\tFile source/VexTCPIPBase Line " << oLocation.m_nLine;
+}
+
+bool SetOption(const Descriptor& poSocket, int nLevel, int nOption, int nValue)
+{
+	return setsockopt(poSocket->Get(), nLevel, nOption, &nValue, sizeof nValue) == 0;
+}
+
+Descriptor MakeSocket(int nFlags)
+{
+	const int nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | nFlags, 0);
+	return nSocket < 0 ? nullptr : std::make_shared<CVexDescriptor>(nSocket);
+}
+
+void SetBlocking(int nSocket, bool bBlocking)
+{
+	const int nFlags = fcntl(nSocket, F_GETFL);
+	fcntl(nSocket, F_SETFL, bBlocking ? nFlags & ~O_NONBLOCK : nFlags | O_NONBLOCK);
+}
+
+in_addr ResolveHost(const char* szHost)
+{
+	in_addr oAddress = {};
+	addrinfo oHints = {};
+	oHints.ai_family = AF_INET;
+	oHints.ai_socktype = SOCK_STREAM;
+	addrinfo* pFound = nullptr;
+	if (getaddrinfo(szHost, nullptr, &oHints, &pFound) == 0 && pFound)
+	{
+		sockaddr_in oFound = {};
+		std::memcpy(&oFound, pFound->ai_addr, sizeof oFound);
+		freeaddrinfo(pFound);
+		return oFound.sin_addr;
+	}
+	oAddress.s_addr = inet_addr(szHost);
+	return oAddress;
+}
+
+sockaddr_in ConvTCPAddrToSocketAddr(const char* szAddress, unsigned short nPort)
+{
+	sockaddr_in oAddress = {};
+	oAddress.sin_family = AF_INET;
+	oAddress.sin_port = htons(nPort);
+	char szOwn[128] = "";
+	if (!szAddress)
+	{
+		gethostname(szOwn, sizeof szOwn - 1);
+		oAddress.sin_addr = ResolveHost(szOwn);
+	}
+	else if (std::isdigit(static_cast<unsigned char>(szAddress[0])))
+		oAddress.sin_addr.s_addr = inet_addr(szAddress);
+	else
+		oAddress.sin_addr = ResolveHost(szAddress);
+	return oAddress;
+}
+
+bool Listen(const Descriptor& poSocket, const sockaddr_in& rAddress)
+{
+	// What is no address reads as the broadcast address, which can be bound but never be reached.
+	return rAddress.sin_addr.s_addr != INADDR_NONE && SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1) &&
+		bind(poSocket->Get(), reinterpret_cast<const sockaddr*>(&rAddress), sizeof rAddress) == 0 &&
+		listen(poSocket->Get(), 128) == 0;
+}
+
+bool IsSendLimited(int nSocket)
+{
+	timeval oLimit = {};
+	socklen_t nLength = sizeof oLimit;
+	return getsockopt(nSocket, SOL_SOCKET, SO_SNDTIMEO, &oLimit, &nLength) == 0 &&
+		(oLimit.tv_sec != 0 || oLimit.tv_usec != 0);
+}
+
+unsigned int Deadline(int nTimeout)
+{
+	return static_cast<unsigned int>(nTimeout);    // -1 is for ever in both forms
+}
+
+// A byte of a length, with its sign.
+int SignedByte(char c)
+{
+	return static_cast<signed char>(c);
+}
+
+unsigned int Byte(char c)
+{
+	return static_cast<unsigned char>(c);
+}
+
+// The whole length of the telegram at pData, its prefix included.
+//
+// KEPT: the last byte counts with its sign. Test: CVexTCPIPBase.TelegramLengthBytesHaveASignKept
+std::uint32_t GetTelegramTotal(
+	const char* pData, CVexTCPIPBase::ETelegramLengthFormat eFormat, CVexTCPIPBase::EByteOrder eByteOrder)
+{
+	const bool bBig = eByteOrder == CVexTCPIPBase::eBigEndian;
+	if (eFormat == CVexTCPIPBase::eByteData)
+		return static_cast<std::uint32_t>(SignedByte(pData[0]) + 1);
+	if (eFormat == CVexTCPIPBase::eWordData)
+	{
+		const int nLength = bBig ? static_cast<int>(Byte(pData[0]) << 8) + SignedByte(pData[1])
+								 : static_cast<int>(Byte(pData[1]) << 8 | Byte(pData[0]));
+		return static_cast<std::uint32_t>(nLength + 2);
+	}
+	if (bBig)
+		return (Byte(pData[0]) << 24 | Byte(pData[1]) << 16 | Byte(pData[2]) << 8) +
+			static_cast<std::uint32_t>(SignedByte(pData[3])) + 4u;
+	return (Byte(pData[3]) << 24 | Byte(pData[2]) << 16 | Byte(pData[1]) << 8 | Byte(pData[0])) + 4u;
+}
+
+// A total that can never be cut: 0, or negative as a signed number.
+bool IsUnreachable(std::uint32_t nTotal)
+{
+	return nTotal == 0 || nTotal > 0x7FFFFFFFu;
+}
+
+}    // namespace
+
+// Makes the connections: connects, or accepts in turn with the other listening connections.
+class CVexTCPIPBase::CConnectThread : public CVexThread
+{
+public:
+	class CVexTraceEx : public CVexTrace
+	{
+	public:
+		CVexTraceEx() : CVexTrace("CVexTCPIPBase::CConnectThread", nullptr, nullptr) {}
+	};
+
+	explicit CConnectThread(CVexTCPIPBase* poBaseClass) : CVexThread(0), m_poBaseClass(poBaseClass) {}
+
+	~CConnectThread() override
+	{
+		Quit();
+		Terminate();
+		Deregister(m_oServerSocket);
+	}
+	CConnectThread(const CConnectThread&) = delete;
+	CConnectThread& operator=(const CConnectThread&) = delete;
+
+	void Quit()
+	{
+		m_bQuit = true;
+		m_oTurn.Stop();
+		m_oStartConnecting.Signal();
+	}
+
+	virtual void SetTraceName(const char* szName) { m_oTrace.SetName(szName, nullptr); }
+
+	ERetCode SetConnectionParameter(const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest);
+	void Run() override;
+
+	CVexTraceEx m_oTrace;
+	CVexTCPIPBase* m_poBaseClass;
+	CVexEvent m_oStartConnecting;
+	sockaddr_in m_oRemoteAddr = {};    // this and the next two are guarded by the connection's m_oLock
+	Descriptor m_oServerSocket;
+	bool m_bActive = true;
+	std::atomic<bool> m_bQuit{ false };
+
+	// A listening socket, shared by all connections of the process that listen on its address and port.
+	struct SSocketEntry
+	{
+		std::string sIPAddress;
+		std::uint16_t nPort;
+		Descriptor oSocket;
+		std::uint32_t nUsers;
+	};
+
+	static CVexImmortal<CVexMutex> m_oLockSocketTable;      // guards m_oaSocketTable
+	static std::vector<SSocketEntry>& m_oaSocketTable();    // never destroyed: connections may be static objects
+
+private:
+	// What the thread works on: a copy, as the owner may set the next request meanwhile.
+	struct SRequest
+	{
+		unsigned m_nNumber = 0;
+		bool m_bActive = true;
+		sockaddr_in m_oRemoteAddr = {};
+		Descriptor m_poSocket;    // to connect or to listen on; null if it was closed meanwhile
+	};
+
+	static Descriptor Register(
+		const std::string& sIPAddress, std::uint16_t nPort, const sockaddr_in& rAddress, const Descriptor& poOldSocket);
+	static void Deregister(const Descriptor& poSocket);
+	static Descriptor Share(const std::string& sIPAddress, std::uint16_t nPort);
+	static void RemoveUser(const Descriptor& poSocket);
+
+	ERetCode PrepareActive();
+	ERetCode PreparePassive(const Descriptor& poSocket);
+	SRequest GetRequest() const;
+	bool IsOver(const SRequest& rRequest) const;
+	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
+	void GiveClaimBack();
+	void Connect(const SRequest& rRequest);
+	static bool ConnectSocket(const SRequest& rRequest);
+	void Accept(const SRequest& rRequest);
+	void AcceptClient(const SRequest& rRequest);
+	void FailToAccept(const SRequest& rRequest);
+
+	unsigned m_nRequest = 0;    // 0: none, or it has been answered
+	VexListenTurns::CTurn m_oTurn;
+};
+
+// Receives what the connection's socket brings.
+class CVexTCPIPBase::CReadThread : public CVexThread
+{
+public:
+	class CVexTraceEx : public CVexTrace
+	{
+	public:
+		CVexTraceEx() : CVexTrace("CVexTCPIPBase::CReadThread", nullptr, nullptr) {}
+	};
+
+	explicit CReadThread(CVexTCPIPBase* poBaseClass) : CVexThread(0), m_poBaseClass(poBaseClass) {}
+
+	~CReadThread() override
+	{
+		Quit();
+		Terminate();
+	}
+
+	void Quit()
+	{
+		m_bQuit = true;
+		m_oStartReading.Signal();
+	}
+
+	CReadThread(const CReadThread&) = delete;
+	CReadThread& operator=(const CReadThread&) = delete;
+
+	void Initialize() override;
+	void Run() override;
+
+	CVexTraceEx m_oTrace;
+	CVexTCPIPBase* m_poBaseClass;
+	CVexEvent m_oStartReading;
+	std::atomic<bool> m_bQuit{ false };
+
+private:
+	void Read();
+};
+
+std::atomic<int> CVexTCPIPBase::m_nInstances{ 0 };
+
+CVexTCPIPBase::CVexTCPIPBase()
+	: m_poReadThread(std::make_unique<CReadThread>(this)), m_poConnectThread(std::make_unique<CConnectThread>(this))
+{
+	if (!m_poReadThread->Start() || !m_poConnectThread->Start())
+		m_eState = eClassNotInitialized;
+	++m_nInstances;
+}
+
+CVexTCPIPBase::~CVexTCPIPBase()
+{
+	EndThreads();
+	--m_nInstances;
+}
+
+void CVexTCPIPBase::EndThreads()
+{
+	if (!m_poReadThread)
+		return;
+	if (m_eState == eConnected)
+		DisconnectReq(2000);
+	else
+	{
+		{
+			CVexMutexLock oLock(m_oLock);
+			++m_nRequest;
+		}
+		CloseSocket();
+	}
+	m_poConnectThread->Quit();
+	m_poReadThread->Quit();
+	m_poConnectThread->Terminate();
+	// Of a client that was accepted at the last moment: the read thread may wait for its data.
+	CloseSocket();
+	m_poReadThread->Terminate();
+	CloseSocket();
+	// Both objects live until both threads have ended: an indication may still signal the other one.
+	m_poReadThread.reset();
+	m_poConnectThread.reset();
+	m_eState = eClassNotInitialized;
+}
+
+void CVexTCPIPBase::SetTraceName(const char* szName)
+{
+	m_oTrace.SetName(szName, nullptr);
+	if (m_poReadThread)
+		m_poReadThread->m_oTrace.SetName("m_poReadThread", &m_oTrace);
+	if (m_poConnectThread)
+		m_poConnectThread->SetTraceName(m_oTrace.CreateObjectName("m_poConnectThread", &m_oTrace).c_str());
+	m_oDisconnected.SetTraceName(m_oTrace.CreateObjectName("m_oDisconnected", &m_oTrace).c_str());
+	m_oConnected.SetTraceName(m_oTrace.CreateObjectName("m_oConnected", &m_oTrace).c_str());
+	m_oMatching.SetTraceName(m_oTrace.CreateObjectName("m_oMatching", &m_oTrace).c_str());
+}
+
+void CVexTCPIPBase::DataInd(const unsigned char*, int) {}
+
+void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
+{
+	if (bConnected)
+	{
+		{
+			CVexMutexLock oLock(m_oLock);
+			Descriptor poConnected;
+			poConnected.swap(m_poClaimed);
+			if (!poConnected || poConnected->Get() != nSocket)
+				poConnected = std::make_shared<CVexDescriptor>(nSocket);
+			m_poDescriptor = poConnected;
+			m_oSocket = nSocket;
+			m_eState = eConnected;
+			m_oConnected.Signal();
+		}
+		m_poReadThread->m_oStartReading.Signal();
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eInfo,
+			[this](std::ostream& rStream) { rStream << "Connected to TCP/IP-Address=" << GetAddressText(); });
+		return;
+	}
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eInfo,
+		[this](std::ostream& rStream) { rStream << "Disconnected from TCP/IP-Address=" << GetAddressText(); });
+	CVexMutexLock oLock(m_oLock);
+	m_eState = eDisconnected;
+	m_oDisconnected.Signal();
+}
+
+std::string CVexTCPIPBase::GetAddressText() const
+{
+	return GetIPAddress() + ", Port=" + std::to_string(GetPort());
+}
+
+std::string CVexTCPIPBase::GetIPAddress() const
+{
+	CVexMutexLock oLock(m_oLock);
+	return m_sIPAddress;
+}
+
+const char* CVexTCPIPBase::GetConnectStateString() const
+{
+	switch (m_eState)
+	{
+	case eDisconnected:
+		return "disconnected";
+	case eConnecting:
+		return "connecting";
+	case eConnected:
+		return "connected";
+	case eDisconnecting:
+		return "disconnecting";
+	case eClassNotInitialized:
+		return "class not initialized";
+	}
+	return "invalid value";
+}
+
+CVexTCPIPBase::Descriptor CVexTCPIPBase::GetDescriptor() const
+{
+	CVexMutexLock oLock(m_oLock);
+	return m_poDescriptor;
+}
+
+void CVexTCPIPBase::CloseSocket()
+{
+	Descriptor poDescriptor;
+	{
+		CVexMutexLock oLock(m_oLock);
+		poDescriptor.swap(m_poDescriptor);
+		m_oSocket = -1;
+	}
+	if (poDescriptor)
+		poDescriptor->ShutDown();
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::GetAddr(bool bRemote, std::string& sAddr, unsigned short& nPort) const
+{
+	const Descriptor poDescriptor = GetDescriptor();
+	sockaddr_in oAddress = {};
+	socklen_t nLength = sizeof oAddress;
+	sockaddr* pAddress = reinterpret_cast<sockaddr*>(&oAddress);
+	if (!poDescriptor ||
+		(bRemote ? getpeername(poDescriptor->Get(), pAddress, &nLength)
+				 : getsockname(poDescriptor->Get(), pAddress, &nLength)) != 0)
+		return eSocketError;
+	char szAddress[INET_ADDRSTRLEN] = "";
+	inet_ntop(AF_INET, &oAddress.sin_addr, szAddress, sizeof szAddress);
+	sAddr = szAddress;
+	nPort = ntohs(oAddress.sin_port);
+	return eOK;
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::GetRemoteAddr(std::string& sAddr, unsigned short& nPort) const
+{
+	return GetAddr(true, sAddr, nPort);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::GetLocalAddr(std::string& sAddr, unsigned short& nPort) const
+{
+	return GetAddr(false, sAddr, nPort);
+}
+
+// Connect and disconnect requests
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectToServer(const char* szAddress, unsigned short nPort, int nTimeout)
+{
+	return ConnectReq(szAddress, nPort, true, nTimeout);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::AwaitConnectionFromClient(
+	const char* szAddress, unsigned short nPort, int nTimeout)
+{
+	return ConnectReq(szAddress, nPort, false, nTimeout);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
+	const char* szAddress, unsigned short nPort, bool bActive, int nTimeout)
+{
+	unsigned nRequest = 0;
+	const ERetCode eRequested = RequestConnection(szAddress, nPort, bActive, nRequest);
+	if (eRequested != eOK)
+		return eRequested;
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebug,
+		[](std::ostream& rStream)
+		{ rStream << "Signalling event STARTCONNECTING (Connect-Request)" << SLocation{ __LINE__ }; });
+	m_poConnectThread->m_oStartConnecting.Signal();
+	if (nTimeout == -2)
+	{
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eInfo,
+			[&](std::ostream& rStream)
+			{
+				rStream << (bActive ? "Asynchon. connection requested at TCP/IP-Address="    // KEPT: spelling
+									: "Listening at TCP/IP-Address=")
+						<< GetIPAddress() << ",Port=" << GetPort();
+			});
+		return eOK;
+	}
+	const bool bConnected = AwaitConnected(nRequest, bActive, nTimeout);
+	const int nSocket = m_oSocket;
+	VexTraceText(m_oTrace,
+		bConnected ? CVexTraceMsg::eInfo : CVexTraceMsg::eError,
+		[&](std::ostream& rStream)
+		{
+			rStream << (bConnected ? "Connection established, TCP/IP-Address=" : "Connect-Timeout, TCP/IP-Address=")
+					<< GetIPAddress() << ",Port=" << GetPort() << ",Active=" << bActive << ",Timeout=" << nTimeout
+					<< ",socket=" << SVexHex{ bConnected ? nSocket : -1 };
+		});
+	return bConnected ? eOK : eTimeout;
+}
+
+bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout)
+{
+	if (m_oConnected.Wait(Deadline(nTimeout)))
+		return true;
+	Descriptor poDescriptor;
+	{
+		CVexMutexLock oLock(m_oLock);
+		// Connected meanwhile, or the indication is on its way.
+		if (m_poClaimed || m_oConnected.Wait(0))
+			return true;
+		// Unless an indication has asked for the next connection already.
+		if (m_nRequest != nRequest)
+			return false;
+		m_eState = eDisconnected;
+		// A passive connection goes on listening.
+		m_nRequest += bActive ? 1 : 0;
+		poDescriptor.swap(m_poDescriptor);
+		m_oSocket = -1;
+	}
+	if (poDescriptor)
+		poDescriptor->ShutDown();
+	return false;
+}
+
+// Everything of a connect request up to the signal for the connect thread.
+CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
+	const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest)
+{
+	ERetCode eResult = eOK;
+	{
+		CVexMutexLock oLock(m_oLock);
+		if (m_eState == eClassNotInitialized)
+			eResult = eNotInitialized;
+		else if (m_eState != eDisconnected || m_poClaimed)
+			eResult = eCallNotAllowed;
+		else
+		{
+			m_eState = eConnecting;
+			rnRequest = ++m_nRequest;
+			if (szAddress)
+				m_sIPAddress = szAddress;
+			m_nPort = nPort;
+		}
+	}
+	const char* szReason = eResult == eNotInitialized ? "class not initialiszed" : "not allowed";    // KEPT: spelling
+	if (eResult == eOK)
+	{
+		EmptyRecvBuffer();
+		m_oConnected.Reset();
+		m_oDisconnected.Reset();
+		eResult = m_poConnectThread->SetConnectionParameter(szAddress, nPort, bActive, rnRequest);
+		if (eResult == eOK)
+			return eOK;
+		eResult = eSocketError;
+		szReason = "param setting";
+		CloseSocket();
+		CVexMutexLock oLock(m_oLock);
+		m_eState = eDisconnected;
+	}
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eError,
+		[&](std::ostream& rStream)
+		{
+			rStream << "Connect-Request failed (" << szReason << "), TCP/IP-Address=" << (szAddress ? szAddress : "")
+					<< ",Port=" << nPort;
+			if (eResult == eSocketError)
+				rStream << ",Active=" << bActive;
+		});
+	return eResult;
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
+{
+	bool bAllowed = false;
+	{
+		CVexMutexLock oLock(m_oLock);
+		bAllowed = m_eState == eConnected;
+		if (bAllowed)
+		{
+			m_eState = eDisconnecting;
+			m_oDisconnected.Reset();
+		}
+	}
+	if (!bAllowed)
+	{
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eDebugL2,
+			[this](std::ostream& rStream)
+			{ rStream << "DisconnectReq failed: current state=" << GetConnectStateString() << SLocation{ __LINE__ }; });
+		return eCallNotAllowed;
+	}
+	CloseSocket();
+	if (m_oDisconnected.Wait(Deadline(nTimeout)))
+	{
+		CVexMutexLock oLock(m_oLock);
+		// Unless the indication has asked for the next connection already.
+		if (m_eState == eDisconnecting)
+			m_eState = eDisconnected;
+	}
+	return eOK;
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::DataReq(const char* pData, int nLen, int)
+{
+	if (m_eState != eConnected)
+		return eCallNotAllowed;
+	const Descriptor poDescriptor = GetDescriptor();
+	if (!poDescriptor || !pData || nLen < 0)
+		return eSocketError;
+	std::size_t nDone = 0;
+	const std::size_t nAll = static_cast<std::size_t>(nLen);
+	do
+	{
+		const ssize_t nSent = send(poDescriptor->Get(), pData + nDone, nAll - nDone, MSG_NOSIGNAL);
+		if (nSent < 0 && errno == EINTR)
+			continue;
+		if (nSent < 0)
+			return nDone > 0 && IsSendLimited(poDescriptor->Get()) ? eOK : eSocketError;
+		nDone += static_cast<std::size_t>(nSent);
+		// Short because of a signal: taken up again. With a time limit on the socket it counts as it is.
+	} while (nDone < nAll && !IsSendLimited(poDescriptor->Get()));
+	return eOK;
+}
+
+// Listening sockets
+
+CVexImmortal<CVexMutex> CVexTCPIPBase::CConnectThread::m_oLockSocketTable;
+
+std::vector<CVexTCPIPBase::CConnectThread::SSocketEntry>& CVexTCPIPBase::CConnectThread::m_oaSocketTable()
+{
+	static std::vector<SSocketEntry>& rTable = *new std::vector<SSocketEntry>;
+	return rTable;
+}
+
+// poOldSocket: the share of the last request, which is given back; null if there is none.
+Descriptor CVexTCPIPBase::CConnectThread::Register(
+	const std::string& sIPAddress, std::uint16_t nPort, const sockaddr_in& rAddress, const Descriptor& poOldSocket)
+{
+	enum
+	{
+		eShared,
+		eNew,
+		eNoSocket,
+		eNotListening
+	} eResult = eShared;
+	Descriptor poSocket;
+	{
+		CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
+		poSocket = Share(sIPAddress, nPort);
+		// Behind the search: clients that wait at the same port stay in its queue.
+		RemoveUser(poOldSocket);
+		if (!poSocket)
+		{
+			poSocket = MakeSocket(SOCK_NONBLOCK);
+			eResult = !poSocket ? eNoSocket : Listen(poSocket, rAddress) ? eNew : eNotListening;
+			if (eResult == eNew)
+				m_oaSocketTable().push_back({ sIPAddress, nPort, poSocket, 1 });
+		}
+	}
+	// Without the lock: a trace server may be about to listen itself.
+	if (eResult == eNoSocket)
+		VexTraceText(CVexTrace::m_oGlobalTrace,
+			CVexTraceMsg::eError,
+			[](std::ostream& rStream) { rStream << "Error creating server socket."; });
+	if (eResult == eNew)
+		VexTraceText(CVexTrace::m_oGlobalTrace,
+			CVexTraceMsg::eDebugL2,
+			[&](std::ostream& rStream) {
+				rStream << "Added new socket in socket table: socket=" << SVexHex{ poSocket->Get() }
+						<< SLocation{ __LINE__ };
+			});
+	return eResult == eNotListening ? nullptr : poSocket;
+}
+
+// With m_oLockSocketTable held. Null if nobody listens there yet.
+Descriptor CVexTCPIPBase::CConnectThread::Share(const std::string& sIPAddress, std::uint16_t nPort)
+{
+	for (SSocketEntry& rEntry : m_oaSocketTable())
+		if (rEntry.sIPAddress == sIPAddress && rEntry.nPort == nPort)
+		{
+			++rEntry.nUsers;
+			return rEntry.oSocket;
+		}
+	return nullptr;
+}
+
+// With m_oLockSocketTable held.
+void CVexTCPIPBase::CConnectThread::RemoveUser(const Descriptor& poSocket)
+{
+	std::vector<SSocketEntry>& rTable = m_oaSocketTable();
+	const auto oFound = std::find_if(
+		rTable.begin(), rTable.end(), [&](const SSocketEntry& rEntry) { return rEntry.oSocket == poSocket; });
+	if (oFound == rTable.end() || --oFound->nUsers != 0)
+		return;
+	// The port is free from here on, also while another thread still looks at the socket.
+	poSocket->ShutDown();
+	rTable.erase(oFound);
+}
+
+void CVexTCPIPBase::CConnectThread::Deregister(const Descriptor& poSocket)
+{
+	CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
+	RemoveUser(poSocket);
+}
+
+// Connect thread
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
+	const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest)
+{
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebugL3,
+		[&](std::ostream& rStream)
+		{
+			// KEPT: nothing stands between the port and "Active=".
+			rStream << "Setting connection parameters: TCP/IP-Address=" << (szAddress ? szAddress : "")
+					<< ", Port=" << nPort << "Active=" << bActive << SLocation{ __LINE__ };
+		});
+	// May take its time: without a lock.
+	const sockaddr_in oAddress = ConvTCPAddrToSocketAddr(szAddress, nPort);
+	Descriptor poOldSocket;
+	{
+		CVexMutexLock oLock(m_poBaseClass->m_oLock);
+		m_nRequest = 0;
+		poOldSocket.swap(m_oServerSocket);
+		m_bActive = bActive;
+		m_oRemoteAddr = oAddress;
+	}
+	if (poOldSocket)
+		m_oTurn.Stop();
+	if (bActive)
+		Deregister(poOldSocket);
+	const ERetCode eResult =
+		bActive ? PrepareActive() : PreparePassive(Register(szAddress ? szAddress : "", nPort, oAddress, poOldSocket));
+	if (eResult == eOK)
+	{
+		CVexMutexLock oLock(m_poBaseClass->m_oLock);
+		m_nRequest = nRequest;
+	}
+	return eResult;
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Descriptor& poSocket)
+{
+	if (!poSocket)
+	{
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eError,
+			[](std::ostream& rStream)
+			{
+				rStream << "Server socket could not registed: socket=" << SVexHex{ -1 };    // KEPT: spelling
+			});
+		return eSocketError;
+	}
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebugL3,
+		[&](std::ostream& rStream)
+		{
+			rStream << "Server socket registed successfully: socket=" << SVexHex{ poSocket->Get() }    // KEPT: spelling
+					<< SLocation{ __LINE__ };
+		});
+	SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	m_oServerSocket = poSocket;
+	return eOK;
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
+{
+	if (m_poBaseClass->m_oSocket != -1)
+		return eOK;
+	const Descriptor poSocket = MakeSocket(0);
+	if (!poSocket)
+		return eSocketError;
+	m_poBaseClass->SetDescriptor(poSocket);
+	if (!SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1))
+		return eSocketError;
+	const struct
+	{
+		int nLevel;
+		int nOption;
+		int nValue;
+		const char* szName;
+	} aSettings[] = {
+		{ SOL_SOCKET, SO_KEEPALIVE, 1, "KEEPALIVE" },
+		{ IPPROTO_TCP, TCP_KEEPIDLE, 5, "TCP_KEEPIDLE" },
+		{ IPPROTO_TCP, TCP_KEEPINTVL, 1, "TCP_KEEPINTVL" },
+		{ IPPROTO_TCP, TCP_KEEPCNT, 5, "TCP_KEEPCNT" },
+	};
+	for (const auto& rSetting : aSettings)
+		if (!SetOption(poSocket, rSetting.nLevel, rSetting.nOption, rSetting.nValue))
+		{
+			const int nError = errno;
+			std::cout << "socket option " << rSetting.szName << " failed for socket " << SVexHex{ poSocket->Get() }
+					  << ": errno=" << SVexHex{ nError } << std::flush;
+			return eSocketError;
+		}
+	SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
+	return eOK;
+}
+
+CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetRequest() const
+{
+	SRequest oRequest;
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	oRequest.m_nNumber = m_nRequest;
+	oRequest.m_bActive = m_bActive;
+	oRequest.m_oRemoteAddr = m_oRemoteAddr;
+	oRequest.m_poSocket = m_bActive ? m_poBaseClass->m_poDescriptor : m_oServerSocket;
+	return oRequest;
+}
+
+bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
+{
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	return m_nRequest != rRequest.m_nNumber || m_poBaseClass->m_nRequest != rRequest.m_nNumber;
+}
+
+// Takes the request as answered, with the connection or with null. False if it is over: its outcome must not be
+// reported any more.
+bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descriptor& poConnected)
+{
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	if (m_nRequest != rRequest.m_nNumber || m_poBaseClass->m_nRequest != rRequest.m_nNumber)
+		return false;
+	m_nRequest = 0;
+	m_poBaseClass->m_poClaimed = poConnected;
+	return true;
+}
+
+// For overrides of ConInd() that do not call the base version.
+void CVexTCPIPBase::CConnectThread::GiveClaimBack()
+{
+	Descriptor poConnected;
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	poConnected.swap(m_poBaseClass->m_poClaimed);
+}
+
+void CVexTCPIPBase::CConnectThread::Run()
+{
+	while (!m_bQuit)
+	{
+		m_oStartConnecting.Wait(0xFFFFFFFF);
+		if (m_bQuit)
+			return;
+		const SRequest oRequest = GetRequest();
+		if (oRequest.m_nNumber == 0)
+			continue;    // a signal left over from an earlier request
+		if (oRequest.m_bActive)
+			Connect(oRequest);
+		else
+			Accept(oRequest);
+	}
+}
+
+void CVexTCPIPBase::CConnectThread::Connect(const SRequest& rRequest)
+{
+	const int nSocket = rRequest.m_poSocket ? rRequest.m_poSocket->Get() : -1;
+	const bool bConnected = rRequest.m_poSocket && ConnectSocket(rRequest);
+	if (!Claim(rRequest, bConnected ? rRequest.m_poSocket : nullptr))
+		return;
+	if (bConnected)
+	{
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eDebugL2,
+			[&](std::ostream& rStream)
+			{ rStream << "connect to socket " << SVexHex{ nSocket } << " successful." << SLocation{ __LINE__ }; });
+		m_poBaseClass->ConInd(true, nSocket);
+		GiveClaimBack();
+		return;
+	}
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eError,
+		[&](std::ostream& rStream) { rStream << "connect to socket " << SVexHex{ nSocket } << " failed."; });
+	m_poBaseClass->ConInd(false, nSocket);
+	Sleep(0, 5);
+}
+
+// Blocks until the outcome is known or the socket is shut down. Not a blocking connect(): a shutdown does not end that.
+bool CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
+{
+	const int nSocket = rRequest.m_poSocket->Get();
+	SetBlocking(nSocket, false);
+	const sockaddr* pAddress = reinterpret_cast<const sockaddr*>(&rRequest.m_oRemoteAddr);
+	int nError = 0;
+	for (;;)
+	{
+		// Asked for again behind the wait: connect() itself tells the outcome, and a socket that was refused can then be
+		// connected anew, which it cannot after a look at its error alone.
+		nError = connect(nSocket, pAddress, sizeof rRequest.m_oRemoteAddr) == 0 ? 0 : errno;
+		if (nError != EINPROGRESS && nError != EALREADY && nError != EINTR)
+			break;
+		// A look a second: a shutdown in the instant before connect() wakes nobody.
+		pollfd oPoll = { nSocket, POLLOUT, 0 };
+		poll(&oPoll, 1, 1000);
+		if (rRequest.m_poSocket->IsShutDown())
+			return false;
+	}
+	SetBlocking(nSocket, true);
+	return nError == 0 || nError == EISCONN;
+}
+
+void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
+{
+	m_oTurn.Prepare();
+	// Whoever stops the turn has told why before.
+	if (m_bQuit || IsOver(rRequest))
+		return;
+	switch (m_oTurn.Wait(rRequest.m_poSocket))
+	{
+	case VexListenTurns::CTurn::eStopped:
+		return;
+	case VexListenTurns::CTurn::eNothing:
+		m_oStartConnecting.Signal();
+		return;
+	case VexListenTurns::CTurn::eClient:
+		AcceptClient(rRequest);
+		return;
+	case VexListenTurns::CTurn::eError:
+		FailToAccept(rRequest);
+		return;
+	}
+}
+
+void CVexTCPIPBase::CConnectThread::AcceptClient(const SRequest& rRequest)
+{
+	const int nSocket = accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
+	if (nSocket >= 0)
+	{
+		// The turn goes on over the indication: clients are reported one after the other in the whole process.
+		if (Claim(rRequest, std::make_shared<CVexDescriptor>(nSocket)))
+		{
+			m_poBaseClass->ConInd(true, nSocket);
+			GiveClaimBack();
+		}
+		m_oTurn.End();
+		return;
+	}
+	if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR && errno != ECONNABORTED)
+	{
+		FailToAccept(rRequest);
+		return;
+	}
+	// The client has left again.
+	m_oTurn.End();
+	m_oStartConnecting.Signal();
+}
+
+// No descriptors left, as a rule: the client stays in the queue, and trying at once would only burn the processor.
+void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
+{
+	m_oTurn.End();
+	Sleep(0, 50);
+	if (Claim(rRequest, nullptr))
+		m_poBaseClass->ConInd(false, rRequest.m_poSocket->Get());
+}
+
+void CVexTCPIPBase::SetDescriptor(const Descriptor& poDescriptor)
+{
+	CVexMutexLock oLock(m_oLock);
+	m_poDescriptor = poDescriptor;
+	m_oSocket = poDescriptor->Get();
+}
+
+// Read thread and receive buffer
+
+// Not in Run(): Start() waits for this, so that the owner may name the trace object behind it.
+void CVexTCPIPBase::CReadThread::Initialize()
+{
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebugL2,
+		[](std::ostream& rStream) { rStream << "Main loop of read thread is running now." << SLocation{ __LINE__ }; });
+}
+
+void CVexTCPIPBase::CReadThread::Run()
+{
+	while (!m_bQuit)
+	{
+		const EConState eState = m_poBaseClass->m_eState;
+		if (eState == eConnected)
+		{
+			Read();
+			continue;
+		}
+		if (eState == eDisconnecting)
+			m_poBaseClass->ConInd(false, -1);
+		m_oStartReading.Wait(0xFFFFFFFF);
+	}
+}
+
+// One block. Waits in recv() itself, which returns when the socket is shut down.
+void CVexTCPIPBase::CReadThread::Read()
+{
+	const Descriptor poSocket = m_poBaseClass->GetDescriptor();
+	char acBlock[nReceiveBlock];
+	const ssize_t nLength = poSocket ? recv(poSocket->Get(), acBlock, sizeof acBlock, 0) : -1;
+	if (nLength > 0)
+	{
+		m_poBaseClass->BaseDataInd(acBlock, static_cast<std::size_t>(nLength));
+		return;
+	}
+	if (nLength < 0 && poSocket && errno == EINTR)
+		return;
+	if (m_poBaseClass->m_eState == eDisconnecting)
+		return;    // as it was asked for: Run() reports it
+	if (nLength == 0)
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eDebug,
+			[&](std::ostream& rStream)
+			{
+				rStream << "recv: connection has been gracefully closed for socket " << SVexHex{ poSocket->Get() }
+						<< SLocation{ __LINE__ };
+			});
+	m_poBaseClass->CloseSocket();
+	m_poBaseClass->ConInd(false, -1);
+}
+
+void CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
+{
+	if (m_eTelegramLengthFormat != eRawData)
+	{
+		DataIndTelegramMode(pData, nLen);
+		return;
+	}
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_aRecvBuffer.append(pData, nLen);
+		CheckMatchingEvent();
+	}
+	DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
+}
+
+void CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
+{
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_aRecvBuffer.append(pData, nLen);
+	}
+	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
+	if (eFormat != eByteData && eFormat != eWordData && eFormat != eLongData)
+	{
+		DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
+		return;
+	}
+	std::string sTelegram;
+	while (TakeTelegram(sTelegram))
+		DataInd(reinterpret_cast<const unsigned char*>(sTelegram.data()), static_cast<int>(sTelegram.size()));
+}
+
+bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
+{
+	CVexMutexLock oLock(m_oRecvBufferMutex);
+	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
+	if (GetUnread() < static_cast<std::size_t>(eFormat) || eFormat == eRawData)
+		return false;
+	const std::uint32_t nTotal = GetTelegramTotal(m_aRecvBuffer.data() + m_nTaken, eFormat, m_eTelegramByteOrder);
+	if (IsUnreachable(nTotal) || GetUnread() < nTotal)
+		return false;
+	rsTelegram = TakeUnread(nTotal);
+	return true;
+}
+
+void CVexTCPIPBase::SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder eByteOrder)
+{
+	m_eTelegramLengthFormat = eFormat;
+	m_eTelegramByteOrder = eByteOrder;
+}
+
+void CVexTCPIPBase::EmptyRecvBuffer()
+{
+	CVexMutexLock oLock(m_oRecvBufferMutex);
+	TakeUnread(GetUnread());
+}
+
+// With the buffer's lock. What is taken is cut off now and then only: otherwise every small piece would move all that
+// lies behind it.
+std::string CVexTCPIPBase::TakeUnread(std::size_t nLength)
+{
+	std::string sData;
+	if (m_nTaken == 0 && nLength == m_aRecvBuffer.size())
+		sData.swap(m_aRecvBuffer);
+	else
+		sData.assign(m_aRecvBuffer, m_nTaken, nLength);
+	m_nTaken += nLength;
+	if (m_nTaken >= m_aRecvBuffer.size() || (m_nTaken >= nCutOff && m_nTaken >= m_aRecvBuffer.size() / 2))
+	{
+		m_nBufferStart += m_nTaken;
+		m_aRecvBuffer.erase(0, m_nTaken);
+		m_nTaken = 0;
+		// The memory of a burst is not kept for the life of the connection.
+		if (m_aRecvBuffer.capacity() > 4 * (m_aRecvBuffer.size() + nCutOff))
+			m_aRecvBuffer.shrink_to_fit();
+	}
+	return sData;
+}
+
+// With the buffer's lock. Looks only at what has come since it looked last.
+bool CVexTCPIPBase::Find(const std::string& sMatch, SSearch& rSearch) const
+{
+	const std::uint64_t nUnread = m_nBufferStart + m_nTaken;
+	if (rSearch.m_nDone < nUnread)
+		rSearch = SSearch{ nUnread, false };
+	if (rSearch.m_bFound)
+		return true;
+	const std::size_t nFound = m_aRecvBuffer.find(sMatch, static_cast<std::size_t>(rSearch.m_nDone - m_nBufferStart));
+	rSearch.m_bFound = nFound != std::string::npos;
+	if (rSearch.m_bFound)
+		rSearch.m_nDone = m_nBufferStart + nFound;
+	else if (m_aRecvBuffer.size() >= sMatch.size())
+		// Its begin may be here already.
+		rSearch.m_nDone = std::max(rSearch.m_nDone, m_nBufferStart + m_aRecvBuffer.size() - sMatch.size() + 1);
+	return rSearch.m_bFound;
+}
+
+// With the buffer's lock.
+void CVexTCPIPBase::CheckMatchingEvent()
+{
+	bool bMatch = false;
+	if (m_eMatchMuster == eMatchLaenge)
+	{
+		bMatch = m_nMatchLaenge < 0 || GetUnread() >= static_cast<std::size_t>(m_nMatchLaenge);
+		m_nMatchEnd = m_nBufferStart + m_nTaken + static_cast<std::uint64_t>(std::max(m_nMatchLaenge, 0));
+	}
+	else if (m_eMatchMuster == eMatchString)
+	{
+		bMatch = Find(m_sMatchString, m_oSearch);
+		m_nMatchEnd = m_oSearch.m_nDone + m_sMatchString.size();
+	}
+	else if (m_eMatchMuster == eMatchVector)
+		for (std::size_t i = 0; i < m_vMatchString.size() && !bMatch; ++i)
+			if (Find(m_vMatchString[i], m_aoSearches[i]))
+			{
+				bMatch = true;
+				m_sMatchString = m_vMatchString[i];
+				m_nMatchEnd = m_aoSearches[i].m_nDone + m_sMatchString.size();
+			}
+	if (!bMatch)
+		return;
+	m_eMatchMuster = eNoMatch;
+	m_oMatching.Signal();
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(const std::string& sMatch, std::string& sData, int nTimeout)
+{
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_oMatching.Reset();
+		m_sMatchString = sMatch;
+		m_oSearch = SSearch();
+		m_eMatchMuster = eMatchString;
+		CheckMatchingEvent();
+	}
+	return WaitForMatch(sData, nTimeout);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(int nLength, std::string& sData, int nTimeout)
+{
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_oMatching.Reset();
+		m_nMatchLaenge = nLength;
+		m_eMatchMuster = eMatchLaenge;
+		CheckMatchingEvent();
+	}
+	return WaitForMatch(sData, nTimeout);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(std::vector<std::string>& aMatch, std::string& sData, int nTimeout)
+{
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_oMatching.Reset();
+		// The same candidates as before go on where their searches have come to: one that never comes is not looked
+		// for again in all that is buffered.
+		if (aMatch != m_vMatchString)
+		{
+			m_vMatchString = aMatch;
+			m_aoSearches.assign(aMatch.size(), SSearch());
+		}
+		m_eMatchMuster = eMatchVector;
+		CheckMatchingEvent();
+	}
+	return WaitForMatch(sData, nTimeout);
+}
+
+CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTimeout)
+{
+	m_oMatching.Wait(Deadline(nTimeout));
+	CVexMutexLock oLock(m_oRecvBufferMutex);
+	// Not what the wait says: a match may come between its end and the lock.
+	const bool bMatch = m_eMatchMuster == eNoMatch;
+	m_eMatchMuster = eNoMatch;
+	const std::uint64_t nUnread = m_nBufferStart + m_nTaken;
+	// Less than was found if a connect request has emptied the buffer meanwhile.
+	const std::uint64_t nFound = m_nMatchEnd - std::min(m_nMatchEnd, nUnread);
+	const std::uint64_t nLength = bMatch ? std::min<std::uint64_t>(nFound, GetUnread()) : GetUnread();
+	sData = TakeUnread(static_cast<std::size_t>(nLength));
+	return bMatch ? eOK : eTimeout;
+}

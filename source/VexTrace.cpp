@@ -1,0 +1,197 @@
+#include "VexTrace.h"
+
+#include "VexSignalHoldInternal.h"
+#include "VexTraceServer.h"
+
+#include <new>
+
+CVexTrace::CVexTrace(const char* pszClassName, const char* pszName, const CVexTrace* pParentObject)
+{
+	SetClassName(pszClassName);
+	SetName(pszName, pParentObject);
+}
+
+CVexTrace::CVexTrace(const CVexTrace&) {}
+
+CVexTrace& CVexTrace::operator=(const CVexTrace&)
+{
+	// The server would go on listing the object under the identifier that is given up here.
+	DeRegisterObject();
+	m_nTraceLevels = CVexTraceMsg::eError | CVexTraceMsg::eWarning;
+	m_sObName.clear();
+	m_sClassName.clear();
+	m_bRegistered = false;
+	m_nSyncFlag = 0;
+	m_nSeenChange = 0;
+	return *this;
+}
+
+CVexTrace::~CVexTrace()
+{
+	DeRegisterObject();
+}
+
+void CVexTrace::SetName(const char* pszName, const CVexTrace* pParentObject)
+{
+	std::string sName = CreateObjectName(pszName, pParentObject);
+	if (sName == m_sObName)
+		return;
+	m_sObName.swap(sName);
+	m_bRegistered = false;
+	m_nSeenChange = 0;
+}
+
+void CVexTrace::SetClassName(const char* pszClassName)
+{
+	const char* pszNewName = pszClassName ? pszClassName : "-";
+	if (m_sClassName == pszNewName)
+		return;
+	m_sClassName = pszNewName;
+	m_bRegistered = false;
+	m_nSeenChange = 0;
+}
+
+std::string CVexTrace::CreateObjectName(const char* pszName, const CVexTrace* pParentObject)
+{
+	std::string sName;
+	if (pParentObject)
+		sName = pParentObject->GetName() + ":";
+	if (pszName)
+		sName += pszName;
+	return sName;
+}
+
+// The answer for most calls of a program in service: nothing has changed since the levels were fetched, and they do
+// not hold this one, or there is no server. No lock, no shared write.
+inline bool CVexTrace::IsKnownOff(CVexTraceMsg::ETraceLevel eLevel) const
+{
+	return m_nSeenChange.load(std::memory_order_acquire) ==
+		CVexTraceServer::m_nChange.load(std::memory_order_acquire) &&
+		((m_nTraceLevels.load(std::memory_order_relaxed) & eLevel) == 0 ||
+			!CVexTraceServer::m_pActiveServer.load(std::memory_order_relaxed));
+}
+
+CVexTraceServer* CVexTrace::RegisterObject()
+{
+	// Read first: a change that comes while the levels are fetched makes the next call fetch them again.
+	const unsigned nChange = CVexTraceServer::m_nChange.load(std::memory_order_acquire);
+	CVexTraceServer* pServer = CVexTraceServer::GetActiveServer();
+	if (!pServer)
+	{
+		m_nID = -1;
+		m_bRegistered = false;
+		m_nServerSerial = 0;
+	}
+	else
+	{
+		try
+		{
+			if (!m_bRegistered || m_nServerSerial != pServer->m_nSerial)
+			{
+				pServer->RegisterObject(this);
+				m_bRegistered = true;
+			}
+			if (m_nSyncFlag != pServer->GetSyncFlag())
+				pServer->RefreshLevels(*this);
+		}
+		catch (const std::bad_alloc&)
+		{
+			pServer->DecActiveUser();
+			return nullptr;
+		}
+	}
+	m_nSeenChange.store(nChange, std::memory_order_release);
+	return pServer;
+}
+
+void CVexTrace::DeRegisterObject()
+{
+	if (m_nID == -1)
+		return;
+	if (CVexTraceServer* pServer = CVexTraceServer::GetActiveServer())
+	{
+		// The identifiers of a server that is gone may belong to other objects by now.
+		if (IsKnownTo(*pServer))
+			AddMsgSpecial(CVexTraceMsg::m_szMsgObjectDeleteReq.c_str(), pServer);
+		else
+			pServer->DecActiveUser();
+	}
+	m_nID = -1;
+	m_nServerSerial = 0;
+}
+
+CVexTraceServer* CVexTrace::GetServerObject(CVexTraceMsg::ETraceLevel eLevel)
+{
+	if (IsKnownOff(eLevel))
+		return nullptr;
+	CVexTraceServer* pServer = RegisterObject();
+	if (!pServer || (m_nTraceLevels & eLevel) != 0)
+		return pServer;
+	pServer->DecActiveUser();
+	return nullptr;
+}
+
+// Whether m_nID is this server's. An object that was given its identifier by SetID() belongs to whatever server asks.
+bool CVexTrace::IsKnownTo(const CVexTraceServer& rServer) const
+{
+	const unsigned nSerial = m_nServerSerial;
+	return nSerial == 0 || nSerial == rServer.m_nSerial;
+}
+
+void CVexTrace::HandOver(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, CVexTraceServer* pServer)
+{
+	// While servers change, another thread may have got an identifier of the next one for this object.
+	if (!pszText || !IsKnownTo(*pServer))
+		return;
+	try
+	{
+		pServer->AddMsg(new CVexTraceMsg(eLevel, m_nID, pszText));
+	}
+	catch (const std::bad_alloc&)
+	{
+		// Tracing never fails visibly: without memory the message disappears.
+	}
+}
+
+void CVexTrace::AddMsg(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, CVexTraceServer* pServer)
+{
+	if (!pServer)
+	{
+		if (IsKnownOff(eLevel))
+			return;
+		pServer = RegisterObject();
+		if (!pServer)
+			return;
+	}
+	if ((m_nTraceLevels & eLevel) != 0)
+		HandOver(eLevel, pszText, pServer);
+	pServer->DecActiveUser();
+}
+
+void CVexTrace::AddMsg(CVexTraceMsg::ETraceLevel eLevel, std::ostringstream& oStream, CVexTraceServer* pServer)
+{
+	oStream << std::ends;
+	AddMsg(eLevel, oStream.str().c_str(), pServer);
+}
+
+void CVexTrace::AddMsgSpecial(const char* pszText, CVexTraceServer* pServer)
+{
+	if (!pServer)
+		pServer = RegisterObject();
+	if (!pServer)
+		return;
+	HandOver(CVexTraceMsg::eDebug, pszText, pServer);
+	pServer->DecActiveUser();
+}
+
+bool CVexTrace::GetTraceFlag(const char* pcTraceFlagName) const
+{
+	CVexTraceServer* pServer = CVexTraceServer::GetActiveServer();
+	if (!pServer)
+		return false;
+	// KEPT: the use is not given back, the server's count of users stays one higher.
+	// Test: CVexTrace.GetTraceFlagLeavesAUseKept
+	const bool bFlag = pServer->GetTraceFlag(pcTraceFlagName, m_sClassName);
+	VexSignalHold::RemoveUse();    // of this thread only: it is no reason to put a signal off
+	return bFlag;
+}

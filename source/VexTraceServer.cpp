@@ -1,0 +1,715 @@
+#include "VexTraceServer.h"
+
+#include "VexImmortalInternal.h"
+#include "VexIniFile.h"
+#include "VexOptionExchange.h"
+#include "VexPassword.h"
+#include "VexProcess.h"
+#include "VexSignalHoldInternal.h"
+#include "VexStringFunc.h"
+#include "VexThread.h"
+#include "VexTrace.h"
+#include "VexTraceServerContainer.h"
+
+#include <malloc.h>
+
+#include <iostream>
+#include <memory>
+#include <utility>
+
+namespace
+{
+const unsigned int nWakeUpIntervalMs = 3000;
+const std::size_t nWakeUpLength = 250;    // more messages than these wake the thread at once
+const std::size_t nQueueCapacity = 500;
+const std::size_t nBurstLength = 10000;
+
+CVexImmortal<CVexMutex> oLockActiveServer;
+
+// Held while a monitor port is opened or closed: one after the other. Nobody whom its holder waits for takes it.
+CVexImmortal<CVexMutex> oLockTCPIPServer;
+std::atomic<unsigned> nLastSerial{ 0 };
+
+std::string GetTraceIniName()
+{
+	return CVexProcess::GetCurrentProgDir() + "Trace.ini";
+}
+
+void JoinNames(const CVexTraceServer::SObjectDesc& rDesc, std::string& rsName)
+{
+	rsName.assign(rDesc.m_sObName).append(1, '/').append(rDesc.m_sClassName);
+}
+}    // namespace
+
+std::atomic<CVexTraceServer*> CVexTraceServer::m_pActiveServer{ nullptr };
+CVexMutex& CVexTraceServer::m_oLockActiveServer = oLockActiveServer.m_oObject;
+std::atomic<unsigned> CVexTraceServer::m_nChange{ 1 };
+
+// Writes the queue: all of it every 3 s at the latest, and what is left before it ends.
+class CVexTraceServer::CTraceServerThread : public CVexThread
+{
+public:
+	explicit CTraceServerThread(CVexTraceServer& rServer) : CVexThread(0), m_oServer(rServer) {}
+
+	~CTraceServerThread() override
+	{
+		if (IsOwnThread())
+		{
+			// A signal handler ends the server on this very thread, between two rounds of Run().
+			while (Write() != 0)
+			{
+			}
+			return;
+		}
+		m_oRunThread.Signal();
+		Sleep(1, 0);
+		// Both, so that Run() does not sit out its wait before it looks.
+		m_oEventTermRequested.Signal();
+		m_oRunThread.Signal();
+		Terminate();
+	}
+
+	CTraceServerThread(const CTraceServerThread&) = delete;
+	CTraceServerThread& operator=(const CTraceServerThread&) = delete;
+
+	// One round. After a burst its memory goes back to the system: the C library alone would keep most of it.
+	std::size_t Write()
+	{
+		const std::size_t nMsgs = m_oServer.WriteQueuedMsgs();
+		m_bBurst = m_bBurst || nMsgs > nBurstLength;
+		if (m_bBurst && m_oServer.IsQueueEmpty())
+		{
+			m_bBurst = false;
+			malloc_trim(0);
+		}
+		return nMsgs;
+	}
+
+	void Run() override
+	{
+		// A handler in the middle of a line would write into it: signals wait for the end of a round.
+		VexSignalHold::CHold oHold;
+		while (!IsTerminationRequested())
+		{
+			Write();
+			oHold.RunPutOff();
+			m_oRunThread.Wait(nWakeUpIntervalMs);
+		}
+		while (Write() != 0)
+		{
+		}
+	}
+
+	CVexEvent m_oRunThread;
+
+private:
+	CVexTraceServer& m_oServer;
+	bool m_bBurst = false;
+};
+
+// The options of "Trace.ini".
+class CVexTraceServer::CTraceIniFile : public CVexIniFile
+{
+public:
+	explicit CTraceIniFile(CVexTraceServer* pServer)
+		: CVexIniFile(GetTraceIniName().c_str(), CVexIniFile::eAbsolutePath), m_pServer(pServer)
+	{
+	}
+
+protected:
+	void DoOptionExchange(CVexIniOptionExchange* pExchange) override
+	{
+		ExchangeLevels(pExchange);
+		ExchangeSwitch(pExchange, "Trace", "ConsoleOutput", m_pServer->m_bConsoleOuput, m_oSettings.m_bConsoleOuput);
+		ExchangeSwitch(pExchange, "Trace", "MonitorOn", m_pServer->m_bMonitorOn, m_oSettings.m_bMonitorOn);
+		ExchangeSwitch(pExchange, "Trace", "SaveMsg", m_pServer->m_bSaveMsg, m_oSettings.m_bSaveMsg);
+		IOX_Std(pExchange, "Monitor", "IPAddress", m_pServer->m_sMonitorIPAddress, m_oSettings.m_sMonitorIPAddress);
+		IOX_Std(pExchange, "Monitor", "Port", m_pServer->m_sMonitorPort, m_oSettings.m_sMonitorPort);
+		IOX_Std(pExchange, "Monitor", "MaxConnections", m_pServer->m_nMaxConnections, m_oSettings.m_nMaxConnections);
+		IOX_Std(pExchange,
+			"Monitor",
+			"ReserveConnections",
+			m_pServer->m_nReserveConnections,
+			m_oSettings.m_nReserveConnections);
+		ExchangeSwitch(pExchange, "Monitor", "RequireLogin", m_pServer->m_bLoginRequired, false);
+		// User name and password never come from the file.
+		m_pServer->SetUser(m_oSettings.m_sUsername, m_oSettings.m_sPassword);
+	}
+
+private:
+	void ExchangeLevels(CVexIniOptionExchange* pExchange)
+	{
+		int nDebug = 0;
+		bool bError = false;
+		bool bInfo = false;
+		bool bWarning = false;
+		const bool bSave = pExchange->m_bSaveOption;
+		if (bSave)
+		{
+			const int nLevels = m_pServer->m_nDefaultTraceLevels;
+			nDebug = nLevels & CVexTraceMsg::eDebugL3 ? 3
+				: nLevels & CVexTraceMsg::eDebugL2    ? 2
+				: nLevels & CVexTraceMsg::eDebug      ? 1
+													  : 0;
+			bError = (nLevels & CVexTraceMsg::eError) != 0;
+			bInfo = (nLevels & CVexTraceMsg::eInfo) != 0;
+			bWarning = (nLevels & CVexTraceMsg::eWarning) != 0;
+		}
+		IOX_Std(pExchange, "Trace", "Debug", nDebug, 0);
+		IOX_Std(pExchange, "Trace", "Error", bError, false);
+		IOX_Std(pExchange, "Trace", "Info", bInfo, false);
+		IOX_Std(pExchange, "Trace", "Warning", bWarning, false);
+		if (bSave)
+			return;
+		int nLevels = nDebug == 1 ? CVexTraceMsg::eDebug
+			: nDebug == 2         ? CVexTraceMsg::eDebugL2
+			: nDebug == 3         ? CVexTraceMsg::eDebugL3
+								  : 0;
+		nLevels |= (bInfo ? CVexTraceMsg::eInfo : 0) | (bError ? CVexTraceMsg::eError : 0) |
+			(bWarning ? CVexTraceMsg::eWarning : 0);
+		m_pServer->m_nDefaultTraceLevels = nLevels ? nLevels : m_oSettings.m_nDefaultTraceLevels;
+	}
+
+	static void ExchangeSwitch(CVexIniOptionExchange* pExchange, const char* pszSection, const char* pszEntry,
+		std::atomic<bool>& rbSwitch, bool bDefault)
+	{
+		bool bOn = rbSwitch;
+		IOX_Std(pExchange, pszSection, pszEntry, bOn, bDefault);
+		rbSwitch = bOn;
+	}
+
+	CVexTraceServer* m_pServer;
+};
+
+// Keeps tracing usable in a child after fork. The locks are taken over the fork, so that the child finds them free and
+// what they guard whole. The server's thread does not exist there: its object is left alone, for joining it or
+// destroying the event that it waits for would never end, and the child's messages are dropped. So it is with the monitor
+// port and its connections.
+class CVexTraceServer::CForkGuard
+{
+public:
+	static void Install()
+	{
+		static const int nResult = pthread_atfork(Prepare, Parent, Child);
+		static_cast<void>(nResult);
+	}
+
+private:
+	static void Prepare()
+	{
+		// More than one tracing lock at once: nobody else waits for one of these while holding another, but for the
+		// first one.
+		auto poHold = std::make_unique<VexSignalHold::CHold>();
+		oLockTCPIPServer.m_oObject.Lock(0xFFFFFFFF);
+		m_oLockActiveServer.Lock(0xFFFFFFFF);
+		m_poHold = std::move(poHold);
+		m_pServer = m_pActiveServer;
+		if (m_pServer)
+		{
+			m_pServer->m_oLockMsgArray.Lock(0xFFFFFFFF);
+			m_pServer->m_oLockObjectMap.Lock(0xFFFFFFFF);
+		}
+	}
+
+	static void Parent()
+	{
+		if (m_pServer)
+		{
+			m_pServer->m_oLockObjectMap.Unlock();
+			m_pServer->m_oLockMsgArray.Unlock();
+		}
+		// Taken before the lock is free for the next fork; its end lets the signals through.
+		const std::unique_ptr<VexSignalHold::CHold> poHold = std::move(m_poHold);
+		m_oLockActiveServer.Unlock();
+		oLockTCPIPServer.m_oObject.Unlock();
+	}
+
+	static void Child()
+	{
+		if (m_pServer)
+		{
+			m_pLostThread = m_pServer->m_pServerThread.exchange(nullptr);
+			m_pServer->m_nActiveUserCount = VexSignalHold::UsesHeld();
+			m_pLostContainer = std::exchange(m_pServer->m_poServerContainer, nullptr);
+			m_pServer->m_nContainerUsers = 0;
+		}
+		Parent();
+	}
+
+	static CVexTraceServer* m_pServer;
+	static std::unique_ptr<VexSignalHold::CHold> m_poHold;
+	static CTraceServerThread* m_pLostThread;
+	static CVexTraceServerContainer* m_pLostContainer;
+};
+
+CVexTraceServer* CVexTraceServer::CForkGuard::m_pServer = nullptr;
+std::unique_ptr<VexSignalHold::CHold> CVexTraceServer::CForkGuard::m_poHold;
+CVexTraceServer::CTraceServerThread* CVexTraceServer::CForkGuard::m_pLostThread = nullptr;
+CVexTraceServerContainer* CVexTraceServer::CForkGuard::m_pLostContainer = nullptr;
+
+// The container with a use taken, or none: it is not deleted meanwhile. No signal handler runs here that would delete
+// it, and wait for this use.
+class __attribute__((visibility("hidden"))) CVexTraceServer::CContainerUse
+{
+public:
+	explicit CContainerUse(CVexTraceServer& rServer) : m_oServer(rServer)
+	{
+		VexSignalHold::CTraceLock oLock(m_oServer.m_oLockObjectMap);
+		m_pContainer = m_oServer.m_poServerContainer;
+		m_oServer.m_nContainerUsers += m_pContainer ? 1 : 0;
+	}
+	~CContainerUse()
+	{
+		if (!m_pContainer)
+			return;
+		VexSignalHold::CTraceLock oLock(m_oServer.m_oLockObjectMap);
+		--m_oServer.m_nContainerUsers;
+	}
+	CContainerUse(const CContainerUse&) = delete;
+	CContainerUse& operator=(const CContainerUse&) = delete;
+
+	CVexTraceServerContainer* operator->() const { return m_pContainer; }
+	explicit operator bool() const { return m_pContainer != nullptr; }
+
+private:
+	const VexSignalHold::CHold m_oHold;
+	CVexTraceServer& m_oServer;
+	CVexTraceServerContainer* m_pContainer = nullptr;
+};
+
+CVexTraceServer::CVexTraceServer()
+	: m_bConsoleOuput(m_oSettings.m_bConsoleOuput),
+	  m_bMonitorOn(m_oSettings.m_bMonitorOn),
+	  m_bSaveMsg(m_oSettings.m_bSaveMsg),
+	  m_nDefaultTraceLevels(m_oSettings.m_nDefaultTraceLevels),
+	  m_nSerial(++nLastSerial)
+{
+	CForkGuard::Install();
+	m_oMsgArray.reserve(nQueueCapacity);
+	StartServer();
+}
+
+CVexTraceServer::~CVexTraceServer()
+{
+	StopServer();
+	StopTCPIPServer();
+	for (CVexTraceMsg* pMsg : m_oMsgArray)
+		delete pMsg;
+}
+
+void CVexTraceServer::StartServer()
+{
+	if (m_pServerThread)
+		return;
+	auto poThread = std::make_unique<CTraceServerThread>(*this);
+	if (poThread->Start())
+		m_pServerThread = poThread.release();
+}
+
+void CVexTraceServer::StopServer()
+{
+	bool bWasActive = false;
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		bWasActive = m_pActiveServer == this;
+		if (bWasActive)
+		{
+			m_pActiveServer = nullptr;
+			++m_nChange;
+		}
+	}
+	if (!bWasActive && !m_pServerThread)
+		return;    // stopped before: the base class's destructor comes behind the deriving one's
+	long nUsers = 0;
+	do
+	{
+		CVexThread::Sleep(0, 500);
+		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		nUsers = m_nActiveUserCount - VexSignalHold::UsesToIgnore();
+	} while (nUsers > 0);
+	{
+		// A monitor that does not confirm would cost a second for every message of the queue.
+		const CContainerUse oContainer(*this);
+		if (oContainer)
+			oContainer->ExpectEnd();
+	}
+	delete m_pServerThread.load();
+	m_pServerThread = nullptr;
+}
+
+void CVexTraceServer::SetUser(const std::string& sUsername, std::string sPassword)
+{
+	CVexPassword oPassword(true);
+	oPassword.SetPassword(sPassword);
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	m_sUsername = sUsername;
+	m_sPassword = oPassword.GetPassword();
+}
+
+// KEPT: what is given back is the scrambled form. Test: CVexTraceServer.PasswordIsKeptAndGivenBackScrambledKept
+void CVexTraceServer::GetUser(std::string& sUsername, std::string& sPassword) const
+{
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+		sUsername = m_sUsername;
+		sPassword = m_sPassword;
+	}
+	CVexPassword oPassword(false);
+	oPassword.SetPassword(sPassword);
+	sPassword = oPassword.GetPassword();
+}
+
+void CVexTraceServer::AddMsg(CVexTraceMsg* pMsg)
+{
+	if (!pMsg)
+		return;
+	CTraceServerThread* pThread = m_pServerThread;
+	if (!pThread)
+	{
+		// Nobody would ever write it.
+		delete pMsg;
+		return;
+	}
+	bool bWakeUp = false;
+	{
+		std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
+		VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
+		m_oMsgArray.push_back(poMsg.get());
+		static_cast<void>(poMsg.release());    // the queue owns it
+		// Not for every further one: the event keeps the signal until the thread waits again.
+		bWakeUp = m_oMsgArray.size() > nWakeUpLength && m_oMsgArray.size() % nWakeUpLength == 1;
+	}
+	if (bWakeUp)
+		pThread->m_oRunThread.Signal();
+}
+
+// One round of the thread; the number of messages that it took.
+std::size_t CVexTraceServer::WriteQueuedMsgs()
+{
+	std::vector<CVexTraceMsg*> oMsgArray;
+	oMsgArray.reserve(nQueueCapacity);
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
+		oMsgArray.swap(m_oMsgArray);
+	}
+	std::string sName;    // one buffer for all
+	for (CVexTraceMsg* pMsg : oMsgArray)
+	{
+		const std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
+		if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
+			DeRegisterObject(poMsg->GetID());
+		else
+			WriteMsg(*poMsg, sName);
+	}
+	return oMsgArray.size();
+}
+
+bool CVexTraceServer::IsQueueEmpty()
+{
+	VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
+	return m_oMsgArray.empty();
+}
+
+void CVexTraceServer::WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName)
+{
+	if (!m_bSaveMsg && !m_bConsoleOuput && !m_bMonitorOn)
+		return;
+	GetObjectName(oMsg.GetID(), rsName);
+	if (m_bSaveMsg)
+		SaveMsg(oMsg, rsName.c_str());
+	if (m_bConsoleOuput)
+	{
+		// One write: lines of several processes on one terminal stay whole.
+		const std::string sLine = oMsg.GetMsgText(rsName, ' ') + '\n';
+		std::cerr.write(sLine.data(), static_cast<std::streamsize>(sLine.size())).flush();
+	}
+	if (m_bMonitorOn)
+		MonitorMsg(oMsg, rsName.c_str());
+}
+
+void CVexTraceServer::RaiseSyncFlag()
+{
+	++m_nSyncFlag;
+	++m_nChange;
+}
+
+void CVexTraceServer::RegisterObject(CVexTrace* pTraceObject)
+{
+	// The monitors are asked first: no lock is held then.
+	const CContainerUse oContainer(*this);
+	int nRequested = 0;
+	int nWatched = 0;
+	if (oContainer)
+	{
+		nRequested = oContainer->GetClientTraceLevels(pTraceObject->GetID());
+		nWatched = oContainer->GetWatchMask(pTraceObject->GetClassName());
+	}
+	if (!EnterObject(pTraceObject, oContainer ? &nRequested : nullptr, nWatched))
+		return;
+	// What a monitor has changed meanwhile is not lost.
+	if (oContainer && oContainer->GetClientTraceLevels(pTraceObject->GetID()) != nRequested)
+		RefreshClientTraceLevels(pTraceObject->GetID(), true);
+}
+
+// True if the object was known. pnRequested: null while there are no monitors.
+bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequested, int nWatched)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	// Looked at under the lock: two threads may register one object at once. An identifier of another server is none.
+	const bool bKnown = pTraceObject->IsKnownTo(*this);
+	const auto oFound = bKnown ? m_oObjectMap.find(pTraceObject->GetID()) : m_oObjectMap.end();
+	if (oFound != m_oObjectMap.end())
+	{
+		oFound->second.m_sObName = pTraceObject->GetName();
+		oFound->second.m_sClassName = pTraceObject->GetClassName();
+		if (pnRequested)
+			oFound->second.m_nLevelsClients = GetTracelevelMask(static_cast<unsigned int>(*pnRequested));
+		return true;
+	}
+	SObjectDesc oDesc;
+	oDesc.m_sObName = pTraceObject->GetName();
+	oDesc.m_sClassName = pTraceObject->GetClassName();
+	oDesc.m_nLevelsClients = GetTracelevelMask(static_cast<unsigned int>(nWatched));
+	oDesc.m_nLevelsLocal = m_nDefaultTraceLevels;
+	pTraceObject->SetID(m_nLastTraceObjectID);
+	pTraceObject->SetTraceLevels(GetLevels(oDesc));
+	pTraceObject->m_nServerSerial = m_nSerial;
+	m_oObjectMap.emplace(m_nLastTraceObjectID, std::move(oDesc));
+	++m_nLastTraceObjectID;
+	return false;
+}
+
+void CVexTraceServer::DeRegisterObject(long nObjectID)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	m_oObjectMap.erase(nObjectID);
+}
+
+void CVexTraceServer::SetTraceLevels(long nObjectID, int nTraceLevels)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	const auto oFound = m_oObjectMap.find(nObjectID);
+	if (oFound == m_oObjectMap.end() || oFound->second.m_nLevelsLocal == nTraceLevels)
+		return;
+	oFound->second.m_nLevelsLocal = nTraceLevels;
+	RaiseSyncFlag();
+}
+
+void CVexTraceServer::RefreshClientTraceLevels(long nObjectID, bool bLock)
+{
+	// Until it holds: what a monitor changes between the question and the entry is not lost.
+	int nLevels = 0;
+	do
+	{
+		nLevels = bLock ? GetLevelsOfClients(nObjectID) : 0;
+		SetLevelsOfClients(nObjectID, nLevels);
+	} while (bLock && GetLevelsOfClients(nObjectID) != nLevels);
+}
+
+int CVexTraceServer::GetLevelsOfClients(long nObjectID)
+{
+	const CContainerUse oContainer(*this);
+	return oContainer ? oContainer->GetClientTraceLevels(nObjectID) : 0;
+}
+
+void CVexTraceServer::SetLevelsOfClients(long nObjectID, int nLevels)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	const auto oFound = m_oObjectMap.find(nObjectID);
+	if (oFound == m_oObjectMap.end() || oFound->second.m_nLevelsClients == nLevels)
+		return;
+	oFound->second.m_nLevelsClients = nLevels;
+	RaiseSyncFlag();
+}
+
+void CVexTraceServer::SetConsoleOutput(bool bOn)
+{
+	m_bConsoleOuput = bOn;
+}
+
+void CVexTraceServer::SetTCPIPMonitorOn(bool bOn)
+{
+	m_bMonitorOn = bOn;
+	if (bOn)
+		StartTCPIPServer();
+	else
+		StopTCPIPServer();
+}
+
+void CVexTraceServer::SetSaveMsg(bool bOn)
+{
+	m_bSaveMsg = bOn;
+}
+
+void CVexTraceServer::SetActiveServer(CVexTraceServer* pServer)
+{
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		m_pActiveServer = pServer;
+		++m_nChange;
+	}
+	if (pServer)
+		pServer->StartTCPIPServer();
+}
+
+CVexTraceServer* CVexTraceServer::GetActiveServer()
+{
+	VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+	CVexTraceServer* pServer = m_pActiveServer;
+	if (pServer)
+	{
+		pServer->IncActiveUser();
+		VexSignalHold::AddUse();
+	}
+	return pServer;
+}
+
+void CVexTraceServer::IncActiveUser()
+{
+	++m_nActiveUserCount;
+}
+
+void CVexTraceServer::DecActiveUser()
+{
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		--m_nActiveUserCount;
+		// Both counts at once for a handler, which waits for the end of the lock.
+		VexSignalHold::RemoveUse();
+	}
+}
+
+void CVexTraceServer::StartTCPIPServer()
+{
+	VexSignalHold::CTraceLock oLock(oLockTCPIPServer.m_oObject);
+	// In a child after fork nobody would forward anything.
+	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
+		return;
+	auto poContainer = std::make_unique<CVexTraceServerContainer>(m_nMaxConnections,
+		m_nReserveConnections,
+		m_sMonitorIPAddress,
+		static_cast<unsigned short>(m_sMonitorPort),
+		*this);
+	VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
+	m_poServerContainer = poContainer.release();
+}
+
+void CVexTraceServer::StopTCPIPServer()
+{
+	VexSignalHold::CTraceLock oLock(oLockTCPIPServer.m_oObject);
+	std::unique_ptr<CVexTraceServerContainer> poContainer;
+	{
+		VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
+		poContainer.reset(std::exchange(m_poServerContainer, nullptr));
+	}
+	if (!poContainer)
+		return;
+	poContainer->StopTrace();
+	while (IsContainerUsed())
+		CVexThread::Sleep(0, 1);
+}
+
+bool CVexTraceServer::IsContainerUsed()
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	return m_nContainerUsers > 0;
+}
+
+void CVexTraceServer::ReadOptionsFromIniFile()
+{
+	CTraceIniFile(this).UpdateOptions(false);
+}
+
+bool CVexTraceServer::GetTraceFlag(const char* pcTraceFlagName, const std::string& sName) const
+{
+	CVexIniFile oIniFile(GetTraceIniName().c_str(), CVexIniFile::eAbsolutePath);
+	bool bFlag = false;
+	return VexFromString(bFlag, oIniFile.ReadOption(("Trace-" + sName).c_str(), pcTraceFlagName, "0")) && bFlag;
+}
+
+void CVexTraceServer::GetObjectList(std::vector<std::pair<long, std::string>>& aoObjectList)
+{
+	aoObjectList.clear();
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	for (const auto& rEntry : m_oObjectMap)
+	{
+		aoObjectList.emplace_back(rEntry.first, std::string());
+		JoinNames(rEntry.second, aoObjectList.back().second);
+	}
+}
+
+std::string CVexTraceServer::GetObjectName(long nID)
+{
+	std::string sName;
+	GetObjectName(nID, sName);
+	return sName;
+}
+
+void CVexTraceServer::GetObjectName(long nID, std::string& rsName)
+{
+	rsName.clear();
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	const auto oFound = m_oObjectMap.find(nID);
+	if (oFound != m_oObjectMap.end())
+		JoinNames(oFound->second, rsName);
+}
+
+long CVexTraceServer::GetObjectId(const std::string& sName)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	for (const auto& rEntry : m_oObjectMap)
+		if (rEntry.second.m_sClassName == sName)
+			return rEntry.first;
+	return -1;
+}
+
+int CVexTraceServer::GetTraceLevels(long nObjectID)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	const auto oFound = m_oObjectMap.find(nObjectID);
+	if (oFound == m_oObjectMap.end())
+		return m_nDefaultTraceLevels;
+	return GetLevels(oFound->second);
+}
+
+// The object's flag and levels change together: another thread that has fetched earlier must not put older levels under
+// the newer flag.
+void CVexTraceServer::RefreshLevels(CVexTrace& rTrace)
+{
+	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	const auto oFound = m_oObjectMap.find(rTrace.GetID());
+	rTrace.m_nSyncFlag = GetSyncFlag();
+	rTrace.SetTraceLevels(oFound == m_oObjectMap.end() ? m_nDefaultTraceLevels.load() : GetLevels(oFound->second));
+}
+
+int CVexTraceServer::GetLevels(const SObjectDesc& rDesc) const
+{
+	return GetTracelevelMask(static_cast<unsigned int>(rDesc.m_nLevelsClients | rDesc.m_nLevelsLocal));
+}
+
+int CVexTraceServer::GetTracelevelMask(unsigned int uiMask) const
+{
+	int nLevels = 0;
+	for (unsigned int nBit = CVexTraceMsg::eError; nBit <= CVexTraceMsg::eDebugL3 && nBit <= uiMask; nBit <<= 1)
+		nLevels |= static_cast<int>(nBit);
+	return nLevels;
+}
+
+void CVexTraceServer::SetDefaultSettings(const SVexTraceServerDefaultSettings& oSettings)
+{
+	m_oSettings = oSettings;
+}
+
+void CVexTraceServer::SetDefaultTraceLevels(int nTraceLevels)
+{
+	m_nDefaultTraceLevels = nTraceLevels;
+	RaiseSyncFlag();
+}
+
+bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
+{
+	const CContainerUse oContainer(*this);
+	if (oContainer)
+		oContainer->TraceReq(oMsg);
+	return true;
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+// The monitor port of a trace server: its clients, each on a connection of its own.
+
+#include "VexMutex.h"
+#include "VexTCPIPServerContainer.h"
+
+#include <atomic>
+#include <string>
+#include <utility>
+#include <vector>
+
+class CVexTraceMsg;
+class CVexTraceServer;
+class CVexTraceServerConnection;
+
+// Threads: TraceReq() on the trace server's thread; GetClientTraceLevels() and GetWatchMask() on any, also while that
+//          thread holds the base class's lock: objects of the connections register while they are created.
+// Locks:   the lock of the client list and below it those of the connections are taken for an instant only, and nothing
+//          is called while they are held.
+// Ownership: the trace server owns the object and deletes it when no other thread uses it any more.
+class CVexTraceServerContainer : public CVexTCPIPServerContainer
+{
+public:
+	// Opens the port. The server must outlive the object.
+	CVexTraceServerContainer(unsigned int nMaxConnections, unsigned int nReserveConnections,
+		const std::string& sIPAddress, unsigned short nPort, CVexTraceServer& oTraceServer);
+
+	// Disconnects the clients; what they requested falls away.
+	~CVexTraceServerContainer() override;
+
+	CVexTCPIPServerBase* CreateNewClass(int nIndex) override;
+	void Connected(int nIndex, bool bConnected) override;
+
+	// Sends the message to one client after the other and waits for each one's confirmation.
+	void TraceReq(const CVexTraceMsg& oMsg);
+
+	// All levels that clients have requested for the object. What they watch of its class is not among them.
+	int GetClientTraceLevels(long nID);
+
+	// All levels that clients watch in the class.
+	int GetWatchMask(const std::string& sClass);
+
+	// The last messages come: a client that does not confirm one gets no more of them.
+	void ExpectEnd() { m_bEnding = true; }
+
+	// A TraceReq() that waits for a client returns at once.
+	void StopTrace();
+
+private:
+	typedef std::pair<int, CVexTraceServerConnection*> Client;    // with its identifier
+
+	CVexTraceServerConnection* GetClient(std::size_t nPosition);
+	CVexTraceServerConnection* FindClient(int nIndex);
+
+	CVexTraceServer& m_oTraceServer;
+	std::string m_sIPAddress;
+	unsigned short m_nPort;
+
+	CVexMutex m_oLockClients;           // guards m_aoClients
+	std::vector<Client> m_aoClients;    // in slot order; the base class owns the connections
+	std::atomic<bool> m_bEnding{ false };
+};

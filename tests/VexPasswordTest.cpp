@@ -1,0 +1,97 @@
+// The stored and the text form of passwords.
+
+#include "VexPassword.h"
+
+#include "VexStringFunc.h"
+
+#include <gtest/gtest.h>
+#include <iostream>
+#include <tuple>
+
+using namespace std::string_literals;
+
+namespace
+{
+CVexPassword Password(std::string sText, bool bScramble)
+{
+	CVexPassword oPassword(bScramble);
+	oPassword.SetPassword(sText);
+	return oPassword;
+}
+}    // namespace
+
+TEST(CVexPassword, TheScrambledFormDependsOnLengthAndLastCharacter)
+{
+	const std::pair<std::string, std::string> aCases[] = {
+		{ "", "" },
+		{ "a", "\x01" },
+		{ "ab", "\x01\x61" },
+		{ "ba", "\x01\x62" },
+		{ "\xFF\0x"s, "\x84\x87\xFC"s },
+	};
+	for (const auto& [sPassword, sStored] : aCases)
+	{
+		EXPECT_EQ(Password(sPassword, true).GetPassword(), sStored);
+		EXPECT_EQ(Password(sPassword, false).GetPassword(), sPassword);
+	}
+	EXPECT_EQ(Password(std::string(256, 'x'), true).GetPassword().substr(252), "\0x\0x"s);
+}
+
+TEST(CVexPassword, SettingPutsNulsInFrontOfTheCallersTextKept)
+{
+	std::string sText = "abc";
+	CVexPassword(true).SetPassword(sText);
+	EXPECT_EQ(sText, "\0\0\0abc"s);
+}
+
+TEST(CVexPassword, SettingTwiceAppendsTheScrambledFormKept)
+{
+	std::string sSecond = "ab";
+	CVexPassword oPassword = Password("a", true);
+	oPassword.SetPassword(sSecond);
+	EXPECT_EQ(oPassword.GetPassword(), "\x01\x01\x61");
+}
+
+TEST(CVexPassword, WritingSetsTheStreamToDecimalKept)
+{
+	std::ostringstream oStream;
+	oStream << std::hex << Password("\x01\xAB", false) << "," << 10;
+	EXPECT_EQ(oStream.str(), "01ab,10");
+}
+
+TEST(CVexPassword, TextsAreReadAsPairsOfDigits)
+{
+	const std::tuple<std::string, bool, std::string> aCases[] = {
+		{ " aBC \n", true, "\xAB" },
+		{ "01 02", true, "\x01" },
+		{ "", true, "" },
+		{ "00", true, "\0"s },
+		{ "0g", false, "old" },
+		{ "-1", false, "old" },
+		{ "01\0ff"s, false, "old" },
+		{ "\xFC", false, "old" },
+	};
+	for (const auto& [sText, bRead, sStored] : aCases)
+	{
+		CVexPassword oPassword = Password("old", false);
+		EXPECT_EQ(VexFromString(oPassword, sText), bRead) << sText;
+		EXPECT_EQ(oPassword.GetPassword(), sStored) << sText;
+	}
+	std::istringstream oStream(" xy");
+	CVexPassword oPassword = Password("old", false);
+	EXPECT_FALSE(oStream >> oPassword);
+	EXPECT_EQ(oPassword.GetPassword(), "");
+}
+
+TEST(CVexPassword, IsReadFromStandardInputAsAWord)
+{
+	std::istringstream oInput(" ab cd");
+	std::streambuf* const pOld = std::cin.rdbuf(oInput.rdbuf());
+	CVexPassword aoPasswords[] = { CVexPassword(true), CVexPassword(false), CVexPassword(false) };
+	for (CVexPassword& roPassword : aoPasswords)
+		roPassword.ReadPassword();
+	std::cin.rdbuf(pOld);
+	EXPECT_EQ(aoPasswords[0].GetPassword(), "\x01\x61");
+	EXPECT_EQ(aoPasswords[1].GetPassword(), "cd");
+	EXPECT_EQ(aoPasswords[2].GetPassword(), "");
+}

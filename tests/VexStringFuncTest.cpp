@@ -1,0 +1,144 @@
+#include "VexStringFunc.h"
+
+#include <climits>
+#include <gtest/gtest.h>
+
+namespace
+{
+// Digits grouped as in 1.000.
+struct CGrouping : std::numpunct<char>
+{
+	char do_thousands_sep() const override { return '.'; }
+	std::string do_grouping() const override { return "\3"; }
+};
+
+// What VexFromString reads, or "-" if it fails and has left the value alone.
+template <class T>
+std::string Read(const char* pszText, const T oBefore)
+{
+	T oValue = oBefore;
+	return VexFromString(oValue, pszText) ? std::to_string(oValue) : oValue == oBefore ? "-" : "changed";
+}
+
+// The lines behind the header of a dump of six lines, by the character that each ends in.
+std::string ShownLines(int nHead, int nTail)
+{
+	const std::string sDash(15, '-');
+	const std::string sBytes = sDash + "A" + sDash + "B" + sDash + "C" + sDash + "D" + sDash + "E" + sDash + "F";
+	const std::string sDump = VexMemDump(sBytes.data(), 96, nHead, nTail);
+	std::string sShown;
+	for (std::size_t n = sDump.find('\n'); (n = sDump.find('\n', n + 1)) != std::string::npos;)
+		sShown += sDump[n - 1];
+	return sShown;
+}
+}    // namespace
+
+TEST(VexStrTrim, TakesWhiteSpaceOffTheEndsOnly)
+{
+	const char* const aaszCases[][4] = {
+		{ " \tb\n", " \tb", "b\n", "b" },
+		{ " \t\n\v\f\r", "", "", "" },
+		{ nullptr, "", "", "" },
+		{ " \xE4 \xA0 ", " \xE4 \xA0", "\xE4 \xA0 ", "\xE4 \xA0" },    // high bytes are no white space
+	};
+	for (const auto& rCase : aaszCases)
+	{
+		EXPECT_EQ(VexStrRTrim(rCase[0]), rCase[1]);
+		EXPECT_EQ(VexStrLTrim(rCase[0]), rCase[2]);
+		EXPECT_EQ(VexStrTrim(rCase[0]), rCase[3]);
+	}
+}
+
+TEST(VexQuoteString, ReplacesOnePairOfQuotesAndAddsThemWhereNeeded)
+{
+	const char* const aaszCases[][3] = {
+		{ "\"a\tb\"", "\"a\tb\"", "\"a\tb\"" },
+		{ "\"\"a\"\"", "\"a\"", "\"\"a\"\"" },    // one pair only
+		{ "\"", "\"", "\"\"\"" },                 // a lone one is no pair
+		{ "\"\"", "", "\"\"" },
+		{ "", "", "\"\"" },
+	};
+	for (const auto& rCase : aaszCases)
+	{
+		std::string sIfNeeded = rCase[0], sAlways = rCase[0];
+		VexQuoteString(sIfNeeded, true);
+		VexQuoteString(sAlways, false);
+		EXPECT_EQ(sIfNeeded, rCase[1]);
+		EXPECT_EQ(sAlways, rCase[2]);
+	}
+}
+
+TEST(VexGetParameterList, CutsAtEverySeparatorAndKeepsEmptyPieces)
+{
+	typedef std::vector<std::string> List;
+	EXPECT_EQ(VexGetParameterList("a,,b,", ','), List({ "a", "", "b", "" }));
+	EXPECT_EQ(VexGetParameterList(nullptr, ','), List());
+	EXPECT_EQ(VexGetParameterList("a", '\0'), List({ "a" }));    // never read behind the end
+}
+
+TEST(VexMemDumpLine, HasTheSameWidthForAnyNumberOfBytes)
+{
+	const char szBytes[] = "0123456789abcdef\x01\xE4Z";
+	const std::string sEmpty(24 + 1 + 24 + 16, ' ');
+	EXPECT_EQ(
+		VexMemDumpLine(szBytes, 19, 0), "0x0000 30 31 32 33 34 35 36 37  38 39 61 62 63 64 65 66 0123456789abcdef");
+	EXPECT_EQ(VexMemDumpLine(szBytes, 19, 16), "0x0010 01 e4 5a " + std::string(40, ' ') + "..Z             ");
+	EXPECT_EQ(VexMemDumpLine(szBytes, 19, -1), "0xffffffff " + sEmpty);
+	EXPECT_EQ(VexMemDumpLine(nullptr, 19, 0), "0x0000 " + sEmpty);
+}
+
+TEST(VexMemDump, WritesHeaderAndLinesButForThoseInTheMiddle)
+{
+	const std::string sBytes(20, 'x');
+	const auto Line = [&](int nOffset) { return VexMemDumpLine(sBytes.data(), 20, nOffset) + "\n"; };
+	const std::string sDump = VexMemDump(sBytes.data(), 20);
+	EXPECT_EQ(sDump.substr(sDump.find("  L")), "  Length : 0x00000014\n" + Line(0) + Line(16));
+	EXPECT_EQ(VexMemDump(reinterpret_cast<void*>(0xAB), INT_MIN), "Address: 0x000000ab  Length : 0x00000000\n");
+	EXPECT_EQ(VexMemDump(nullptr, 20), "");
+	EXPECT_EQ(ShownLines(2, 3), "AB.DEF");
+	EXPECT_EQ(ShownLines(3, 3), "ABCDEF");
+	EXPECT_EQ(ShownLines(INT_MIN, INT_MIN), ".");
+	EXPECT_EQ(ShownLines(INT_MAX, INT_MIN), "ABCDEF.");
+}
+
+TEST(VexFromString, ReadsNumbersAsAStreamDoesInTheClassicLocale)
+{
+	const char* const aaszCases[][4] = {
+		{ " \t\r\n\v\f+0001abc", "1", "1", "1" },
+		{ "-1", "-1", "4294967295", "-" },
+		{ "-0x1", "0", "0", "0" },
+		{ "2147483648", "-", "2147483648", "-" },
+		{ "-2147483648", "-2147483648", "2147483648", "-" },
+		{ "4294967296", "-", "-", "-" },
+		{ "1.000", "1", "1", "1" },
+		{ "+-1", "-", "-", "-" },
+	};
+	const std::locale oBefore = std::locale::global(std::locale(std::locale(), new CGrouping));
+	for (const auto& rCase : aaszCases)
+	{
+		EXPECT_EQ(Read(rCase[0], 77), rCase[1]) << rCase[0];
+		EXPECT_EQ(Read(rCase[0], 77u), rCase[2]) << rCase[0];
+		EXPECT_EQ(Read(rCase[0], false), rCase[3]) << rCase[0];
+	}
+	EXPECT_EQ(Read("1.000", 77LL), "1");
+	EXPECT_EQ(VexToString(INT_MIN) + VexToString(UINT_MAX) + VexToString(-1000LL), "-21474836484294967295-1000");
+	std::locale::global(oBefore);
+}
+
+TEST(VexFromString, CopiesTextsWhole)
+{
+	const std::string sText(" a b\0c", 6);
+	std::string sCopy = "old";
+	EXPECT_TRUE(VexFromString(sCopy, VexToString(sText)));
+	EXPECT_EQ(sCopy, sText);
+	char szBuffer[] = "0123456789";
+	char* pszBuffer = szBuffer;
+	EXPECT_TRUE(VexFromString(pszBuffer, sText));
+	EXPECT_EQ(VexToString(pszBuffer) + (szBuffer + 5), " a b56789");
+	EXPECT_EQ(VexToString(static_cast<char*>(nullptr)), "");
+}
+
+TEST(VexBigString, PutsADotBehindEveryCharacter)
+{
+	EXPECT_EQ(VexBigString("AB"), "A . B . ");
+}

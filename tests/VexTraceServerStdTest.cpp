@@ -1,0 +1,103 @@
+#include "VexTraceServerStd.h"
+
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+// A message with a time of its own choice: the class sets the current one only.
+class CDatedMsg : public CVexTraceMsg
+{
+public:
+	CDatedMsg(const CVexLocalTime& oTime, const char* pszText) : CVexTraceMsg(eInfo, 1, pszText)
+	{
+		const_cast<CVexLocalTime&>(GetTime()) = oTime;
+	}
+};
+
+CVexLocalTime At(unsigned int nDay, unsigned int nHour, int nZone = 0)
+{
+	return CVexLocalTime(nDay, 12, 2009, nHour, 5, 3, 42, nZone);
+}
+
+TEST(CVexTraceServerStd, EveryDayHasItsFileAndNothingIsTruncated)
+{
+	CTempFolder oFolder;
+	oFolder.WriteFile("Trace20091231.log", "an earlier run\n");
+	{
+		CVexTraceServerStd oServer(oFolder.Path("").c_str(), nullptr);
+		const struct
+		{
+			unsigned int nDay;
+			const char* szText;
+		} aCases[] = { { 30, "a" }, { 31, "b" }, { 30, "c" }, { 31, "d" } };
+		for (const auto& rCase : aCases)
+			EXPECT_TRUE(
+				oServer.SaveMsg(CDatedMsg(At(rCase.nDay, 18), rCase.szText), rCase.nDay == 30 ? "o/C" : nullptr));
+		// Written at once, not at the end.
+		EXPECT_EQ(oFolder.ReadFile("Trace20091230.log"),
+			"30.12.2009 18:05:03.042\tINFO\to/C\ta\n30.12.2009 18:05:03.042\tINFO\to/C\tc\n");
+	}
+	EXPECT_EQ(oFolder.ReadFile("Trace20091231.log"),
+		"an earlier run\n31.12.2009 18:05:03.042\tINFO\tUnknown \tb\n31.12.2009 18:05:03.042\tINFO\tUnknown \td\n");
+}
+
+TEST(CVexTraceServerStd, FileOfTheUtcDayKept)
+{
+	CTempFolder oFolder;
+	CVexTraceServerStd oServer(oFolder.Path("").c_str(), ".txt");
+	oServer.SaveMsg(CDatedMsg(At(31, 1, 3), "still the 30th in UTC"), "o");
+	EXPECT_TRUE(oFolder.HasFile("Trace20091230.txt"));
+}
+
+TEST(CVexTraceServerStd, PathAndExtensionAreUsedAsTheyStand)
+{
+	CTempFolder oFolder;
+	CVexTraceServerStd oServer(oFolder.Path("prefix-").c_str(), "ext");
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "x"), "o");
+	EXPECT_TRUE(oFolder.HasFile("prefix-Trace20091230ext"));
+
+	std::filesystem::current_path(oFolder.Path());
+	CVexTraceServerStd oHere(nullptr, nullptr);
+	oHere.SaveMsg(CDatedMsg(At(30, 1), "x"), "o");
+	EXPECT_TRUE(oFolder.HasFile("Trace20091230.log"));
+}
+
+TEST(CVexTraceServerStd, FileThatCannotBeOpenedIsTriedAgain)
+{
+	CTempFolder oFolder;
+	CVexTraceServerStd oServer((oFolder.Path("missing") + "/").c_str(), nullptr);
+	EXPECT_TRUE(oServer.SaveMsg(CDatedMsg(At(30, 1), "lost"), "o"));
+	std::filesystem::create_directory(oFolder.Path("missing"));
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "kept"), "o");
+	EXPECT_EQ(oFolder.ReadFile("missing/Trace20091230.log"), "30.12.2009 01:05:03.042\tINFO\to\tkept\n");
+}
+
+// A limit on the size of files stands for the full disk: the line that does not fit is lost, the next one is whole.
+TEST(CVexTraceServerStd, FullDiskTearsNoLaterLine)
+{
+	CTempFolder oFolder;
+	CVexTraceServerStd oServer(oFolder.Path("").c_str(), nullptr);
+	signal(SIGXFSZ, SIG_IGN);
+	rlimit oBefore = {};
+	getrlimit(RLIMIT_FSIZE, &oBefore);
+	const std::string sFirst = "30.12.2009 01:05:03.042\tINFO\to\tfirst\n";
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "first"), "o");
+	rlimit oSmall = oBefore;
+	oSmall.rlim_cur = sFirst.size() + 10;
+	setrlimit(RLIMIT_FSIZE, &oSmall);
+	for (int i = 0; i < 3; ++i)
+		EXPECT_TRUE(oServer.SaveMsg(CDatedMsg(At(30, 1), "too much"), "o"));
+	setrlimit(RLIMIT_FSIZE, &oBefore);
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "second"), "o");
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "third"), "o");
+	EXPECT_EQ(oFolder.ReadFile("Trace20091230.log"),
+		sFirst + "30.12.2009\n30.12.2009 01:05:03.042\tINFO\to\tsecond\n30.12.2009 01:05:03.042\tINFO\to\tthird\n");
+}
+}    // namespace

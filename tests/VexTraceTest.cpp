@@ -1,0 +1,158 @@
+#include "VexTrace.h"
+
+#include "support/RecordingServer.h"
+
+#include "VexProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <thread>
+
+namespace
+{
+class CTestTrace : public CVexTrace
+{
+public:
+	using CVexTrace::AddMsgSpecial;
+	using CVexTrace::CVexTrace;
+};
+
+TEST(CVexTrace, NamesAreBuiltFromTheParents)
+{
+	CVexTrace oParent(nullptr, "a", nullptr);
+	EXPECT_EQ(oParent.GetClassName(), "-");
+	EXPECT_EQ(oParent.CreateObjectName("b", &oParent), "a:b");
+	EXPECT_EQ(oParent.CreateObjectName(nullptr, &oParent), "a:");
+	EXPECT_EQ(oParent.CreateObjectName(nullptr, nullptr), "");
+	CVexTrace oNameless("C", nullptr, nullptr);
+	EXPECT_EQ(CVexTrace("D", "d", &oNameless).GetName(), ":d");
+	EXPECT_EQ(CVexTrace::m_oGlobalTrace.GetName(), "Global");
+	EXPECT_EQ(CVexTrace::m_oGlobalTrace.GetClassName(), "-");
+}
+
+TEST(CVexTrace, RegistersWithTheFirstMessageAndWithEveryNewServer)
+{
+	CTestTrace oTrace("C", "o", nullptr);
+	oTrace.AddMsg(CVexTraceMsg::eError, "nobody hears it");
+	EXPECT_EQ(oTrace.GetID(), -1);
+	auto poServer = std::make_unique<CRecordingServer>(CVexTraceMsg::eInfo);
+	EXPECT_EQ(oTrace.GetID(), -1);
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "first");
+	EXPECT_EQ(oTrace.GetID(), 1);
+	EXPECT_EQ(poServer->Lines(), (std::vector<std::string>{ "o/C first" }));
+
+	oTrace.SetName("p", nullptr);    // told with the next message, under the same identifier
+	EXPECT_EQ(poServer->GetObjectName(1), "o/C");
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "second");
+	EXPECT_EQ(poServer->GetObjectName(1), "p/C");
+
+	CRecordingServer oOther(CVexTraceMsg::eError);    // active now, and no call in between
+	CVexTrace oFirst("F", "f", nullptr);
+	oFirst.AddMsg(CVexTraceMsg::eError, "takes identifier 1 there");
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "off there");
+	oTrace.AddMsg(CVexTraceMsg::eError, "third");
+	EXPECT_EQ(oTrace.GetID(), 2);
+	EXPECT_EQ(oOther.Lines(), (std::vector<std::string>{ "f/F takes identifier 1 there", "p/C third" }));
+}
+
+TEST(CVexTrace, CopiesAreNewObjectsWithoutNames)
+{
+	CRecordingServer oServer(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr);
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "x");
+	CVexTrace oCopy(oTrace);
+	EXPECT_EQ(oCopy.GetID(), -1);
+	EXPECT_EQ(oCopy.GetName() + oCopy.GetClassName(), "");
+	oTrace = oCopy;
+	EXPECT_EQ(oTrace.GetID(), -1);
+	EXPECT_EQ(oTrace.GetName() + oTrace.GetClassName(), "");
+	oServer.WaitUntilWritten();
+	EXPECT_EQ(oServer.GetObjectName(1), "");    // its identifier was given back
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "y");
+	EXPECT_EQ(oServer.Lines().back(), "/ y");
+}
+
+TEST(CVexTrace, LevelsThatAreOffGiveTheServerBack)
+{
+	CTestTrace oTrace("C", "o", nullptr);
+	EXPECT_EQ(oTrace.GetServerObject(CVexTraceMsg::eError), nullptr);
+	CRecordingServer oServer(CVexTraceMsg::eWarning);
+	EXPECT_EQ(oTrace.GetServerObject(CVexTraceMsg::eInfo), nullptr);
+	EXPECT_EQ(oServer.Users(), 0);
+	CVexTraceServer* pServer = oTrace.GetServerObject(CVexTraceMsg::eError);
+	EXPECT_EQ(pServer, &oServer);
+	EXPECT_EQ(oServer.Users(), 1);
+	oTrace.AddMsg(CVexTraceMsg::eDebug, "not written, but the use is given back", pServer);
+	EXPECT_EQ(oServer.Users(), 0);
+	oTrace.AddMsg(
+		CVexTraceMsg::eError, static_cast<const char*>(nullptr), oTrace.GetServerObject(CVexTraceMsg::eError));
+	std::ostringstream oStream;
+	oStream << "stream";
+	oTrace.AddMsg(CVexTraceMsg::eError, oStream);
+	oTrace.AddMsgSpecial("special", nullptr);
+	EXPECT_EQ(oServer.Users(), 0);
+	EXPECT_EQ(oServer.Lines(), (std::vector<std::string>{ "o/C stream", "o/C special" }));
+}
+
+TEST(CVexTrace, FollowsEveryChangeOfLevels)
+{
+	CRecordingServer oServer(CVexTraceMsg::eError);
+	CVexTrace oTrace("C", "o", nullptr);
+	EXPECT_EQ(oTrace.GetServerObject(CVexTraceMsg::eDebug), nullptr);
+	oServer.SetTraceLevels(oTrace.GetID(), CVexTraceMsg::eDebug);
+	oTrace.AddMsg(CVexTraceMsg::eDebug, "on");
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "wider");
+	oTrace.AddMsg(CVexTraceMsg::eDebugL2, "off");
+	oServer.SetTraceLevels(oTrace.GetID(), CVexTraceMsg::eNone);
+	oTrace.AddMsg(CVexTraceMsg::eError, "off");
+	EXPECT_EQ(oServer.Lines(), (std::vector<std::string>{ "o/C on", "o/C wider" }));
+}
+
+TEST(CVexTrace, DyingObjectIsForgottenBehindItsMessages)
+{
+	CRecordingServer oServer(CVexTraceMsg::eError);
+	{
+		CVexTrace oTrace("C", "o", nullptr);
+		oTrace.AddMsg(CVexTraceMsg::eError, "last");
+		CVexTrace oSilent("C", "never registered", nullptr);
+	}
+	EXPECT_EQ(oServer.Lines(), (std::vector<std::string>{ "o/C last" }));
+	std::vector<std::pair<long, std::string>> aoList;
+	oServer.GetObjectList(aoList);
+	EXPECT_TRUE(aoList.empty());
+}
+
+TEST(CVexTrace, OneObjectServesManyThreads)
+{
+	CRecordingServer oServer(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr);
+	std::vector<std::thread> aoThreads;
+	for (int i = 0; i < 4; ++i)
+		aoThreads.emplace_back(
+			[&]
+			{
+				for (int j = 0; j < 1000; ++j)
+				{
+					oTrace.AddMsg(CVexTraceMsg::eInfo, "line");
+					if (j % 100 == 0)
+						oServer.SetTraceLevels(oTrace.GetID(), j % 200 ? CVexTraceMsg::eInfo : CVexTraceMsg::eDebug);
+				}
+			});
+	for (std::thread& rThread : aoThreads)
+		rThread.join();
+	EXPECT_EQ(oServer.Lines(), std::vector<std::string>(4000, "o/C line"));
+	EXPECT_EQ(oTrace.GetID(), 1);    // registered once
+}
+
+TEST(CVexTrace, GetTraceFlagLeavesAUseKept)
+{
+	CTestTrace oTrace("CFlagged", nullptr, nullptr);
+	EXPECT_FALSE(oTrace.GetTraceFlag("Flag"));
+	CRecordingServer oServer(CVexTraceMsg::eError);
+	EXPECT_FALSE(oTrace.GetTraceFlag("NoSuchFlag"));
+	EXPECT_EQ(oServer.Users(), 1);
+	oServer.DecActiveUser();
+}
+}    // namespace

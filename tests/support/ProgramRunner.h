@@ -1,0 +1,166 @@
+#pragma once
+
+// Runs a program as a test's child: with arguments and a text on its standard input, and with its output kept.
+
+#include "TempFolder.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+// Makes the program a file of the folder, so that the folder is its program directory. The new path.
+inline std::string LinkProgram(const std::string& sProgram, const CTempFolder& rFolder)
+{
+	const std::filesystem::path oLink = rFolder.Path() / std::filesystem::path(sProgram).filename();
+	std::error_code oError;
+	std::filesystem::create_hard_link(sProgram, oLink, oError);
+	if (oError)    // another file system
+		std::filesystem::copy_file(sProgram, oLink);
+	return oLink.string();
+}
+
+// One run of one program. A program that still runs is killed when its runner goes.
+//
+//     CProgramRunner oProgram(LinkProgram(VEX_TEST_PROGRAM_DIR "/LoginProgram", oFolder));
+//     oProgram.Start({ "-v" }, "text on its standard input");
+//     ASSERT_TRUE(oProgram.WaitForEnd(60000));
+//     EXPECT_EQ(oProgram.ExitStatus(), 0) << oProgram.ErrorOutput();
+class CProgramRunner
+{
+public:
+	explicit CProgramRunner(const std::string& sProgram) : m_sProgram(sProgram) {}
+
+	~CProgramRunner()
+	{
+		SendSignal(SIGKILL);
+		if (m_bRunning)
+			waitpid(m_nPid, &m_nStatus, 0);
+	}
+
+	CProgramRunner(const CProgramRunner&) = delete;
+	CProgramRunner& operator=(const CProgramRunner&) = delete;
+
+	// Call it once. The program's path becomes the first argument. With nStdin that descriptor is its standard input
+	// in place of the text; it stays the caller's.
+	void Start(const std::vector<std::string>& asArgs = {}, const std::string& sStdin = "", int nStdin = -1)
+	{
+		if (std::fwrite(sStdin.data(), 1, sStdin.size(), m_poIn.get()) != sStdin.size())
+			throw std::runtime_error("cannot write the standard input");
+		std::rewind(m_poIn.get());
+
+		posix_spawn_file_actions_t oFiles;
+		posix_spawn_file_actions_init(&oFiles);
+		posix_spawn_file_actions_adddup2(&oFiles, nStdin < 0 ? fileno(m_poIn.get()) : nStdin, STDIN_FILENO);
+		posix_spawn_file_actions_adddup2(&oFiles, fileno(m_poOut.get()), STDOUT_FILENO);
+		posix_spawn_file_actions_adddup2(&oFiles, fileno(m_poErr.get()), STDERR_FILENO);
+
+		// Whatever started the tests may have blocked or ignored signals; the program starts with none of that.
+		posix_spawnattr_t oAttributes;
+		posix_spawnattr_init(&oAttributes);
+		sigset_t oSignals;
+		sigemptyset(&oSignals);
+		posix_spawnattr_setsigmask(&oAttributes, &oSignals);
+		for (const int nSignal : { SIGINT, SIGTERM, SIGABRT, SIGPIPE, SIGHUP, SIGQUIT })
+			sigaddset(&oSignals, nSignal);
+		posix_spawnattr_setsigdefault(&oAttributes, &oSignals);
+		posix_spawnattr_setflags(&oAttributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+		std::vector<char*> apArgs = { m_sProgram.data() };
+		for (const std::string& rsArg : asArgs)
+			apArgs.push_back(const_cast<char*>(rsArg.c_str()));
+		apArgs.push_back(nullptr);
+		const int nError = posix_spawn(&m_nPid, m_sProgram.c_str(), &oFiles, &oAttributes, apArgs.data(), environ);
+		posix_spawnattr_destroy(&oAttributes);
+		posix_spawn_file_actions_destroy(&oFiles);
+		if (nError != 0)
+			throw std::system_error(nError, std::generic_category(), m_sProgram);
+		m_bRunning = true;
+	}
+
+	pid_t Pid() const { return m_nPid; }
+
+	// Nothing is sent once WaitForEnd() has seen the end: the identifier may be another process's by then.
+	void SendSignal(int nSignal) const
+	{
+		if (m_bRunning)
+			kill(m_nPid, nSignal);
+	}
+
+	// False if the program still runs after the limit.
+	bool WaitForEnd(int nLimitMs)
+	{
+		return WaitFor(nLimitMs, [this] { return HasEnded(); });
+	}
+
+	// Waits until the program has written the text to its standard output. False if it ends without, or at the limit.
+	bool WaitForOutput(const std::string& sText, int nLimitMs)
+	{
+		const auto HasWritten = [&] { return Output().find(sText) != std::string::npos; };
+		return WaitFor(nLimitMs, [&] { return HasWritten() || HasEnded(); }) && HasWritten();
+	}
+
+	// Polls the condition. False if it does not come true within the limit.
+	template <class TCondition>
+	static bool WaitFor(int nLimitMs, TCondition oCondition)
+	{
+		const auto oEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(nLimitMs);
+		while (!oCondition())
+		{
+			if (std::chrono::steady_clock::now() >= oEnd)
+				return false;
+			std::this_thread::sleep_for(std::chrono::milliseconds(1));
+		}
+		return true;
+	}
+
+	// After WaitForEnd(): the exit status, -1 if a signal ended the program; that signal, or 0.
+	int ExitStatus() const { return WIFEXITED(m_nStatus) ? WEXITSTATUS(m_nStatus) : -1; }
+	int EndSignal() const { return WIFSIGNALED(m_nStatus) ? WTERMSIG(m_nStatus) : 0; }
+
+	// What the program has written so far.
+	std::string Output() const { return Text(m_poOut); }
+	std::string ErrorOutput() const { return Text(m_poErr); }
+
+private:
+	// Files, not pipes: a program never waits for its test to read.
+	typedef std::unique_ptr<std::FILE, int (*)(std::FILE*)> TFile;
+
+	static TFile UnnamedFile()
+	{
+		TFile poFile(std::tmpfile(), std::fclose);
+		return poFile ? std::move(poFile) : throw std::runtime_error("no temporary file");
+	}
+
+	static std::string Text(const TFile& rpoFile)
+	{
+		std::string sText;
+		char szBuffer[4096];
+		for (ssize_t n;
+			 (n = pread(fileno(rpoFile.get()), szBuffer, sizeof(szBuffer), static_cast<off_t>(sText.size()))) > 0;)
+			sText.append(szBuffer, static_cast<std::size_t>(n));
+		return sText;
+	}
+
+	bool HasEnded()
+	{
+		if (m_bRunning && waitpid(m_nPid, &m_nStatus, WNOHANG) == m_nPid)
+			m_bRunning = false;
+		return !m_bRunning;
+	}
+
+	std::string m_sProgram;
+	TFile m_poIn = UnnamedFile(), m_poOut = UnnamedFile(), m_poErr = UnnamedFile();
+	pid_t m_nPid = -1;
+	int m_nStatus = 0;
+	bool m_bRunning = false;
+};
