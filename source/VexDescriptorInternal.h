@@ -4,6 +4,7 @@
 // somebody else has opened since.
 
 #include <atomic>
+#include <cstdint>
 
 // Shared by std::shared_ptr. Not hidden like other internals: CVexTCPIPBase has members of this type.
 class CVexDescriptor
@@ -21,6 +22,9 @@ public:
 
 	// True from the begin of ShutDown() on.
 	bool IsShutDown() const { return m_bShutDown; }
+
+	// Of a listening socket: the number of the last turn at it; 0 before the first. Guarded by the order of the turns.
+	std::uint64_t m_nLastTurn = 0;
 
 private:
 	const int m_nDescriptor;

@@ -17,6 +17,8 @@ namespace
 {
 const long long nTurnMs = 1000;
 
+typedef std::vector<std::shared_ptr<CVexDescriptor>> Sockets;
+
 long long NowMs()
 {
 	timespec oNow = {};
@@ -41,10 +43,10 @@ public:
 	{
 		CVexMutexLock oLock(m_oLock);
 		m_apWaiting.push_back(&rTurn);
-		if (m_pHolder)
-			WakeHolder();
-		else
+		if (!m_pHolder)
 			GrantNext();
+		else if (std::find(m_apoWatched.begin(), m_apoWatched.end(), rTurn.m_poSocket) == m_apoWatched.end())
+			WakeHolder();
 	}
 
 	bool HasTurn(const CTurn& rTurn)
@@ -68,6 +70,7 @@ public:
 		CVexMutexLock oLock(m_oLock);
 		rTurn.m_bGranted = false;
 		m_pHolder = nullptr;
+		m_apoWatched.clear();
 		GrantNext();
 	}
 
@@ -80,27 +83,13 @@ public:
 			rTurn.m_oGranted.Signal();
 	}
 
-	// The sockets of all that wait, each once, without the holder's own.
-	std::vector<std::shared_ptr<CVexDescriptor>> GetOtherSockets(const CVexDescriptor* pOwn)
-	{
-		std::vector<std::shared_ptr<CVexDescriptor>> apoSockets;
-		CVexMutexLock oLock(m_oLock);
-		for (const CTurn* pTurn : m_apWaiting)
-			if (pTurn->m_poSocket.get() != pOwn &&
-				std::find(apoSockets.begin(), apoSockets.end(), pTurn->m_poSocket) == apoSockets.end())
-				apoSockets.push_back(pTurn->m_poSocket);
-		return apoSockets;
-	}
-
-	// The first one that waits for this socket is next.
-	void PutFirst(const CVexDescriptor* pSocket)
+	// The holder's socket first, then those of all that wait, each once.
+	Sockets Watch(const CTurn& rHolder)
 	{
 		CVexMutexLock oLock(m_oLock);
-		const auto oFound = std::find_if(m_apWaiting.begin(),
-			m_apWaiting.end(),
-			[pSocket](const CTurn* pTurn) { return pTurn->m_poSocket.get() == pSocket; });
-		if (oFound != m_apWaiting.end())
-			std::rotate(m_apWaiting.begin(), oFound, oFound + 1);
+		m_apoWatched.assign(1, rHolder.m_poSocket);
+		AddWaiting(m_apoWatched);
+		return m_apoWatched;
 	}
 
 	int GetWakeDescriptor() const { return m_oWake.Get(); }
@@ -114,12 +103,47 @@ public:
 	}
 
 private:
+	void AddWaiting(Sockets& rapoSockets) const
+	{
+		for (const CTurn* pTurn : m_apWaiting)
+			if (std::find(rapoSockets.begin(), rapoSockets.end(), pTurn->m_poSocket) == rapoSockets.end())
+				rapoSockets.push_back(pTurn->m_poSocket);
+	}
+
+	// The sockets with a client go before the others; among equals the one whose last turn is the longest ago is next.
+	const CVexDescriptor* ChooseSocket() const
+	{
+		Sockets apoSockets;
+		AddWaiting(apoSockets);
+		if (apoSockets.size() == 1)
+			return apoSockets[0].get();
+		std::vector<pollfd> aoPoll;
+		for (const auto& rpoSocket : apoSockets)
+			aoPoll.push_back({ rpoSocket->Get(), POLLIN, 0 });
+		poll(aoPoll.data(), aoPoll.size(), 0);    // with the lock held: it only looks
+		std::size_t nBest = 0;
+		for (std::size_t i = 1; i < apoSockets.size(); ++i)
+		{
+			const bool bReady = aoPoll[i].revents != 0;
+			const bool bBestReady = aoPoll[nBest].revents != 0;
+			if (bReady != bBestReady ? bReady : apoSockets[i]->m_nLastTurn < apoSockets[nBest]->m_nLastTurn)
+				nBest = i;
+		}
+		return apoSockets[nBest].get();
+	}
+
 	void GrantNext()
 	{
 		if (m_apWaiting.empty())
 			return;
-		m_pHolder = m_apWaiting.front();
-		m_apWaiting.pop_front();
+		const CVexDescriptor* pSocket = ChooseSocket();
+		const auto oNext = std::find_if(m_apWaiting.begin(),
+			m_apWaiting.end(),
+			[pSocket](const CTurn* pTurn) { return pTurn->m_poSocket.get() == pSocket; });
+		m_pHolder = *oNext;
+		m_apWaiting.erase(oNext);
+		m_apoWatched.assign(1, m_pHolder->m_poSocket);
+		m_pHolder->m_poSocket->m_nLastTurn = ++m_nTurns;
 		m_pHolder->m_bGranted = true;
 		m_pHolder->m_oGranted.Signal();
 	}
@@ -132,9 +156,11 @@ private:
 		}
 	}
 
-	CVexMutex m_oLock;    // guards the holder, the list and each turn's m_bGranted
+	CVexMutex m_oLock;    // guards all below but the descriptor, each turn's m_bGranted and each socket's m_nLastTurn
 	CTurn* m_pHolder = nullptr;
 	std::deque<CTurn*> m_apWaiting;
+	Sockets m_apoWatched;    // what the holder looks at, or is about to
+	std::uint64_t m_nTurns = 0;
 	CVexDescriptor m_oWake{ eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) };
 };
 
@@ -177,10 +203,12 @@ CTurn::EResult CTurn::WaitForClient()
 	const long long nEnd = NowMs() + nTurnMs;
 	while (!m_bStop)
 	{
-		const auto apoOthers = rOrder.GetOtherSockets(m_poSocket.get());
-		std::vector<pollfd> aoPoll = { { m_poSocket->Get(), POLLIN, 0 }, { rOrder.GetWakeDescriptor(), POLLIN, 0 } };
-		for (const auto& rpoSocket : apoOthers)
+		const Sockets apoSockets = rOrder.Watch(*this);
+		std::vector<pollfd> aoPoll;
+		aoPoll.reserve(apoSockets.size() + 1);
+		for (const auto& rpoSocket : apoSockets)
 			aoPoll.push_back({ rpoSocket->Get(), POLLIN, 0 });
+		aoPoll.push_back({ rOrder.GetWakeDescriptor(), POLLIN, 0 });
 		const int nReady = poll(aoPoll.data(), aoPoll.size(), static_cast<int>(std::max(nEnd - NowMs(), 0LL)));
 		if (nReady < 0 && errno != EINTR)
 			return eError;
@@ -188,18 +216,11 @@ CTurn::EResult CTurn::WaitForClient()
 			return eNothing;
 		if (nReady < 0)
 			continue;
-		if (aoPoll[0].revents & POLLIN)
-			return (aoPoll[0].revents & (POLLERR | POLLHUP | POLLNVAL)) ? eError : eClient;
 		if (aoPoll[0].revents != 0)
-			return eError;
-		if (aoPoll[1].revents != 0)
-			rOrder.TakeWake();
-		for (std::size_t i = 0; i < apoOthers.size(); ++i)
-			if (aoPoll[i + 2].revents != 0)
-			{
-				rOrder.PutFirst(apoOthers[i].get());
-				return eNothing;
-			}
+			return aoPoll[0].revents == POLLIN ? eClient : eError;
+		if (aoPoll.back().revents == 0)
+			return eNothing;    // another socket has a client: its turn is next
+		rOrder.TakeWake();
 	}
 	return eStopped;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// The order in which the listening connections of the process wait for clients: one at a time, first come, first
-// served, for a second at most.
+// The order in which the listening connections of the process wait for clients: one at a time, for a second at most.
+// The listening sockets take turns, those with a client before the others; at one socket it is first come, first served.
 
 #include "VexDescriptorInternal.h"
 #include "VexMutex.h"
@@ -29,7 +29,7 @@ public:
 	CTurn& operator=(const CTurn&) = delete;
 
 	// Waits until it is this connection's turn and then up to a second for a client. Whoever has the turn watches the
-	// sockets of those who wait behind it, too, and passes the turn on at once to one that has a client.
+	// sockets of those who wait behind it, too, and ends its turn at once when one of them has a client.
 	EResult Wait(const std::shared_ptr<CVexDescriptor>& poSocket);
 
 	void End();

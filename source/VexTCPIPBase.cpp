@@ -24,6 +24,7 @@
 namespace
 {
 const std::size_t nReceiveBlock = 1024;
+const unsigned int nSlowIndicationMs = 1000;
 const std::size_t nCutOff = 65536;    // so much taken data, at least, is cut off the buffer at once
 
 typedef std::shared_ptr<CVexDescriptor> Descriptor;
@@ -144,6 +145,14 @@ std::uint32_t GetTelegramTotal(
 	return (Byte(pData[3]) << 24 | Byte(pData[2]) << 16 | Byte(pData[1]) << 8 | Byte(pData[0])) + 4u;
 }
 
+// Errors of accept() that are the process's or the socket's own. The others tell of a client that has left again, or of
+// its network (accept(2)).
+bool IsOwnFault(int nError)
+{
+	const int anOwn[] = { EMFILE, ENFILE, ENOBUFS, ENOMEM, EBADF, EINVAL, ENOTSOCK, EOPNOTSUPP };
+	return std::find(std::begin(anOwn), std::end(anOwn), nError) != std::end(anOwn);
+}
+
 // A total that can never be cut: 0, or negative as a signed number.
 bool IsUnreachable(std::uint32_t nTotal)
 {
@@ -181,6 +190,11 @@ public:
 	}
 
 	virtual void SetTraceName(const char* szName) { m_oTrace.SetName(szName, nullptr); }
+
+	// Blocks while ConInd(true) runs. For the read thread, so that the end of a connection is told behind its begin.
+	void AwaitIndicated();
+
+	bool IsCurrent() const { return IsOwnThread(); }
 
 	ERetCode SetConnectionParameter(const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest);
 	void Run() override;
@@ -225,15 +239,19 @@ private:
 	ERetCode PreparePassive(const Descriptor& poSocket);
 	SRequest GetRequest() const;
 	bool IsOver(const SRequest& rRequest) const;
+	bool IsOverLocked(const SRequest& rRequest) const;
 	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
-	void GiveClaimBack();
+	int AcceptAndClaim(const SRequest& rRequest);
+	void IndicateConnected(int nSocket);
 	void Connect(const SRequest& rRequest);
 	static bool ConnectSocket(const SRequest& rRequest);
 	void Accept(const SRequest& rRequest);
 	void AcceptClient(const SRequest& rRequest);
 	void FailToAccept(const SRequest& rRequest);
 
-	unsigned m_nRequest = 0;    // 0: none, or it has been answered
+	unsigned m_nRequest = 0;    // 0: none, or it has been answered; guarded by the connection's m_oLock
+	std::atomic<bool> m_bIndicating{ false };
+	CVexEvent m_oIndicated;
 	VexListenTurns::CTurn m_oTurn;
 };
 
@@ -266,6 +284,7 @@ public:
 
 	void Initialize() override;
 	void Run() override;
+	bool IsCurrent() const { return IsOwnThread(); }
 
 	CVexTraceEx m_oTrace;
 	CVexTCPIPBase* m_poBaseClass;
@@ -273,7 +292,7 @@ public:
 	std::atomic<bool> m_bQuit{ false };
 
 private:
-	void Read();
+	bool Read();
 };
 
 std::atomic<int> CVexTCPIPBase::m_nInstances{ 0 };
@@ -296,16 +315,17 @@ void CVexTCPIPBase::EndThreads()
 {
 	if (!m_poReadThread)
 		return;
+	{
+		CVexMutexLock oLock(m_oLock);
+		m_bEnding = true;
+		++m_nRequest;
+		// For an indication that waits in a request: it sees that this is no connection.
+		m_oConnected.Signal();
+	}
 	if (m_eState == eConnected)
 		DisconnectReq(2000);
 	else
-	{
-		{
-			CVexMutexLock oLock(m_oLock);
-			++m_nRequest;
-		}
 		CloseSocket();
-	}
 	m_poConnectThread->Quit();
 	m_poReadThread->Quit();
 	m_poConnectThread->Terminate();
@@ -489,25 +509,31 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout)
 {
 	if (m_oConnected.Wait(Deadline(nTimeout)))
-		return true;
+		return !m_bEnding;
 	Descriptor poDescriptor;
+	bool bIndicating = false;
 	{
 		CVexMutexLock oLock(m_oLock);
-		// Connected meanwhile, or the indication is on its way.
-		if (m_poClaimed || m_oConnected.Wait(0))
-			return true;
+		bIndicating = m_poClaimed != nullptr;
+		// Connected meanwhile.
+		if (!bIndicating && m_oConnected.Wait(0))
+			return !m_bEnding;
 		// Unless an indication has asked for the next connection already.
-		if (m_nRequest != nRequest)
-			return false;
-		m_eState = eDisconnected;
-		// A passive connection goes on listening.
-		m_nRequest += bActive ? 1 : 0;
-		poDescriptor.swap(m_poDescriptor);
-		m_oSocket = -1;
+		if (!bIndicating && m_nRequest == nRequest)
+		{
+			m_eState = eDisconnected;
+			// A passive connection goes on listening.
+			m_nRequest += bActive ? 1 : 0;
+			poDescriptor.swap(m_poDescriptor);
+			m_oSocket = -1;
+		}
 	}
 	if (poDescriptor)
 		poDescriptor->ShutDown();
-	return false;
+	// The connection stands, but an override of ConInd() takes its time before it calls the base version.
+	if (bIndicating)
+		m_oConnected.Wait(nSlowIndicationMs);
+	return bIndicating && !m_bEnding;
 }
 
 // Everything of a connect request up to the signal for the connect thread.
@@ -517,13 +543,15 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 	ERetCode eResult = eOK;
 	{
 		CVexMutexLock oLock(m_oLock);
-		if (m_eState == eClassNotInitialized)
+		if (m_eState == eClassNotInitialized || m_bEnding)
 			eResult = eNotInitialized;
 		else if (m_eState != eDisconnected || m_poClaimed)
 			eResult = eCallNotAllowed;
 		else
 		{
 			m_eState = eConnecting;
+			m_oConnected.Reset();
+			m_oDisconnected.Reset();
 			rnRequest = ++m_nRequest;
 			if (szAddress)
 				m_sIPAddress = szAddress;
@@ -534,8 +562,6 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 	if (eResult == eOK)
 	{
 		EmptyRecvBuffer();
-		m_oConnected.Reset();
-		m_oDisconnected.Reset();
 		eResult = m_poConnectThread->SetConnectionParameter(szAddress, nPort, bActive, rnRequest);
 		if (eResult == eOK)
 			return eOK;
@@ -578,7 +604,9 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 		return eCallNotAllowed;
 	}
 	CloseSocket();
-	if (m_oDisconnected.Wait(Deadline(nTimeout)))
+	m_poReadThread->m_oStartReading.Signal();
+	// In an indication there is nothing to wait for: the end is told when it has returned.
+	if (!m_poReadThread->IsCurrent() && !m_poConnectThread->IsCurrent() && m_oDisconnected.Wait(Deadline(nTimeout)))
 	{
 		CVexMutexLock oLock(m_oLock);
 		// Unless the indication has asked for the next connection already.
@@ -758,9 +786,8 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
 	if (m_poBaseClass->m_oSocket != -1)
 		return eOK;
 	const Descriptor poSocket = MakeSocket(0);
-	if (!poSocket)
+	if (!poSocket || !m_poBaseClass->SetDescriptor(poSocket))
 		return eSocketError;
-	m_poBaseClass->SetDescriptor(poSocket);
 	if (!SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1))
 		return eSocketError;
 	const struct
@@ -801,6 +828,11 @@ CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetReques
 bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
 {
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	return IsOverLocked(rRequest);
+}
+
+bool CVexTCPIPBase::CConnectThread::IsOverLocked(const SRequest& rRequest) const
+{
 	return m_nRequest != rRequest.m_nNumber || m_poBaseClass->m_nRequest != rRequest.m_nNumber;
 }
 
@@ -809,19 +841,30 @@ bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
 bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descriptor& poConnected)
 {
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
-	if (m_nRequest != rRequest.m_nNumber || m_poBaseClass->m_nRequest != rRequest.m_nNumber)
+	if (IsOverLocked(rRequest))
 		return false;
 	m_nRequest = 0;
 	m_poBaseClass->m_poClaimed = poConnected;
 	return true;
 }
 
-// For overrides of ConInd() that do not call the base version.
-void CVexTCPIPBase::CConnectThread::GiveClaimBack()
+// With the request claimed.
+void CVexTCPIPBase::CConnectThread::IndicateConnected(int nSocket)
 {
+	m_bIndicating = true;
+	m_poBaseClass->ConInd(true, nSocket);
+	m_bIndicating = false;
+	m_oIndicated.Signal();
+	// Still there if an override does not call the base version.
 	Descriptor poConnected;
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	poConnected.swap(m_poBaseClass->m_poClaimed);
+}
+
+void CVexTCPIPBase::CConnectThread::AwaitIndicated()
+{
+	while (m_bIndicating)
+		m_oIndicated.Wait(0xFFFFFFFF);
 }
 
 void CVexTCPIPBase::CConnectThread::Run()
@@ -853,8 +896,7 @@ void CVexTCPIPBase::CConnectThread::Connect(const SRequest& rRequest)
 			CVexTraceMsg::eDebugL2,
 			[&](std::ostream& rStream)
 			{ rStream << "connect to socket " << SVexHex{ nSocket } << " successful." << SLocation{ __LINE__ }; });
-		m_poBaseClass->ConInd(true, nSocket);
-		GiveClaimBack();
+		IndicateConnected(nSocket);
 		return;
 	}
 	VexTraceText(m_oTrace,
@@ -912,26 +954,33 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 
 void CVexTCPIPBase::CConnectThread::AcceptClient(const SRequest& rRequest)
 {
-	const int nSocket = accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
-	if (nSocket >= 0)
-	{
-		// The turn goes on over the indication: clients are reported one after the other in the whole process.
-		if (Claim(rRequest, std::make_shared<CVexDescriptor>(nSocket)))
-		{
-			m_poBaseClass->ConInd(true, nSocket);
-			GiveClaimBack();
-		}
-		m_oTurn.End();
-		return;
-	}
-	if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR && errno != ECONNABORTED)
+	const int nSocket = AcceptAndClaim(rRequest);
+	if (nSocket < 0 && IsOwnFault(errno))
 	{
 		FailToAccept(rRequest);
 		return;
 	}
-	// The client has left again.
+	// The turn goes on over the indication: clients are reported one after the other in the whole process.
+	if (nSocket >= 0)
+		IndicateConnected(nSocket);
 	m_oTurn.End();
-	m_oStartConnecting.Signal();
+	if (nSocket < 0)
+		m_oStartConnecting.Signal();
+}
+
+// One step: a client is taken only by a connection that still wants one. -1 with errno EAGAIN if it does not.
+int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
+{
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
+	errno = EAGAIN;
+	const int nSocket =
+		IsOverLocked(rRequest) ? -1 : accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
+	if (nSocket >= 0)
+	{
+		m_nRequest = 0;
+		m_poBaseClass->m_poClaimed = std::make_shared<CVexDescriptor>(nSocket);
+	}
+	return nSocket;
 }
 
 // No descriptors left, as a rule: the client stays in the queue, and trying at once would only burn the processor.
@@ -943,11 +992,15 @@ void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
 		m_poBaseClass->ConInd(false, rRequest.m_poSocket->Get());
 }
 
-void CVexTCPIPBase::SetDescriptor(const Descriptor& poDescriptor)
+// False: no more, the connection is being destroyed.
+bool CVexTCPIPBase::SetDescriptor(const Descriptor& poDescriptor)
 {
 	CVexMutexLock oLock(m_oLock);
+	if (m_bEnding)
+		return false;
 	m_poDescriptor = poDescriptor;
 	m_oSocket = poDescriptor->Get();
+	return true;
 }
 
 // Read thread and receive buffer
@@ -964,34 +1017,30 @@ void CVexTCPIPBase::CReadThread::Run()
 {
 	while (!m_bQuit)
 	{
-		const EConState eState = m_poBaseClass->m_eState;
-		if (eState == eConnected)
-		{
-			Read();
+		if (m_poBaseClass->m_eState == eConnected && Read())
 			continue;
-		}
-		if (eState == eDisconnecting)
+		const EConState eState = m_poBaseClass->m_eState;
+		if (eState == eConnected || eState == eDisconnecting)
+		{
+			m_poBaseClass->m_poConnectThread->AwaitIndicated();
 			m_poBaseClass->ConInd(false, -1);
+		}
 		m_oStartReading.Wait(0xFFFFFFFF);
 	}
 }
 
-// One block. Waits in recv() itself, which returns when the socket is shut down.
-void CVexTCPIPBase::CReadThread::Read()
+// One block; false if the connection has ended. Waits in recv() itself, which returns when the socket is shut down.
+bool CVexTCPIPBase::CReadThread::Read()
 {
 	const Descriptor poSocket = m_poBaseClass->GetDescriptor();
 	char acBlock[nReceiveBlock];
 	const ssize_t nLength = poSocket ? recv(poSocket->Get(), acBlock, sizeof acBlock, 0) : -1;
-	if (nLength > 0)
-	{
-		m_poBaseClass->BaseDataInd(acBlock, static_cast<std::size_t>(nLength));
-		return;
-	}
+	if (nLength > 0 && m_poBaseClass->BaseDataInd(acBlock, static_cast<std::size_t>(nLength)))
+		return true;
 	if (nLength < 0 && poSocket && errno == EINTR)
-		return;
-	if (m_poBaseClass->m_eState == eDisconnecting)
-		return;    // as it was asked for: Run() reports it
-	if (nLength == 0)
+		return true;
+	// Not when it was asked for.
+	if (nLength == 0 && m_poBaseClass->m_eState != eDisconnecting)
 		VexTraceText(m_oTrace,
 			CVexTraceMsg::eDebug,
 			[&](std::ostream& rStream)
@@ -1000,30 +1049,42 @@ void CVexTCPIPBase::CReadThread::Read()
 						<< SLocation{ __LINE__ };
 			});
 	m_poBaseClass->CloseSocket();
-	m_poBaseClass->ConInd(false, -1);
+	return false;
 }
 
-void CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
+// False: there is no memory for more, and the connection ends.
+bool CVexTCPIPBase::Keep(const char* pData, std::size_t nLen)
 {
-	if (m_eTelegramLengthFormat != eRawData)
-	{
-		DataIndTelegramMode(pData, nLen);
-		return;
-	}
+	try
 	{
 		CVexMutexLock oLock(m_oRecvBufferMutex);
 		m_aRecvBuffer.append(pData, nLen);
-		CheckMatchingEvent();
+		if (m_eTelegramLengthFormat == eRawData)
+			CheckMatchingEvent();
+		return true;
 	}
-	DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
+	catch (const std::exception&)
+	{
+		VexTraceText(m_oTrace,
+			CVexTraceMsg::eError,
+			[this](std::ostream& rStream) { rStream << "recv: no memory left, TCP/IP-Address=" << GetAddressText(); });
+		return false;
+	}
+}
+
+bool CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
+{
+	if (!Keep(pData, nLen))
+		return false;
+	if (m_eTelegramLengthFormat != eRawData)
+		DataIndTelegramMode(pData, nLen);
+	else
+		DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
+	return true;
 }
 
 void CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
 {
-	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
-		m_aRecvBuffer.append(pData, nLen);
-	}
 	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
 	if (eFormat != eByteData && eFormat != eWordData && eFormat != eLongData)
 	{
@@ -1044,7 +1105,7 @@ bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
 	const std::uint32_t nTotal = GetTelegramTotal(m_aRecvBuffer.data() + m_nTaken, eFormat, m_eTelegramByteOrder);
 	if (IsUnreachable(nTotal) || GetUnread() < nTotal)
 		return false;
-	rsTelegram = TakeUnread(nTotal);
+	TakeUnread(nTotal, rsTelegram);
 	return true;
 }
 
@@ -1056,30 +1117,35 @@ void CVexTCPIPBase::SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder 
 
 void CVexTCPIPBase::EmptyRecvBuffer()
 {
+	std::string sDropped;
 	CVexMutexLock oLock(m_oRecvBufferMutex);
-	TakeUnread(GetUnread());
+	TakeUnread(GetUnread(), sDropped);
 }
 
 // With the buffer's lock. What is taken is cut off now and then only: otherwise every small piece would move all that
 // lies behind it.
-std::string CVexTCPIPBase::TakeUnread(std::size_t nLength)
+void CVexTCPIPBase::TakeUnread(std::size_t nLength, std::string& rsData)
 {
-	std::string sData;
 	if (m_nTaken == 0 && nLength == m_aRecvBuffer.size())
-		sData.swap(m_aRecvBuffer);
-	else
-		sData.assign(m_aRecvBuffer, m_nTaken, nLength);
-	m_nTaken += nLength;
-	if (m_nTaken >= m_aRecvBuffer.size() || (m_nTaken >= nCutOff && m_nTaken >= m_aRecvBuffer.size() / 2))
 	{
+		// The two exchange their memory: neither allocates for the next block.
+		rsData.swap(m_aRecvBuffer);
+		m_aRecvBuffer.clear();
+		m_nBufferStart += nLength;
+	}
+	else
+	{
+		rsData.assign(m_aRecvBuffer, m_nTaken, nLength);
+		m_nTaken += nLength;
+		if (m_nTaken < m_aRecvBuffer.size() && (m_nTaken < nCutOff || m_nTaken < m_aRecvBuffer.size() / 2))
+			return;
 		m_nBufferStart += m_nTaken;
 		m_aRecvBuffer.erase(0, m_nTaken);
 		m_nTaken = 0;
-		// The memory of a burst is not kept for the life of the connection.
-		if (m_aRecvBuffer.capacity() > 4 * (m_aRecvBuffer.size() + nCutOff))
-			m_aRecvBuffer.shrink_to_fit();
 	}
-	return sData;
+	// The memory of a burst is not kept for the life of the connection.
+	if (m_aRecvBuffer.capacity() > 4 * (m_aRecvBuffer.size() + nCutOff))
+		m_aRecvBuffer.shrink_to_fit();
 }
 
 // With the buffer's lock. Looks only at what has come since it looked last.
@@ -1182,6 +1248,6 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTim
 	// Less than was found if a connect request has emptied the buffer meanwhile.
 	const std::uint64_t nFound = m_nMatchEnd - std::min(m_nMatchEnd, nUnread);
 	const std::uint64_t nLength = bMatch ? std::min<std::uint64_t>(nFound, GetUnread()) : GetUnread();
-	sData = TakeUnread(static_cast<std::size_t>(nLength));
+	TakeUnread(static_cast<std::size_t>(nLength), sData);
 	return bMatch ? eOK : eTimeout;
 }

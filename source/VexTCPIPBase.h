@@ -19,8 +19,9 @@ class CVexDescriptor;
 //
 // Threads:  the requests belong to the owner's thread, one at a time; DataReq() and the getters may be called from any
 //           thread. ConInd() runs on the connect thread (connected) or the read thread (disconnected), DataInd() on the
-//           read thread. Both may call DataReq(); neither may call DisconnectReq() or the destructor, or wait in
-//           WaitForData().
+//           read thread. Both may call DataReq() and DisconnectReq(), which does not wait there; DataInd() must not
+//           wait in WaitForData(), and none of them may run the destructor. ConInd(false) comes behind the return of
+//           the ConInd(true) of the same connection.
 // Buffer:   in raw mode it keeps all that was received until WaitForData() takes it or the next connect request
 //           empties it. A class that only overrides DataInd() calls WaitForData(nLen, ..., 0) there: the block is in the
 //           buffer already, so that nothing is waited for.
@@ -95,7 +96,8 @@ public:
 	virtual void DataInd(const unsigned char* pData, int nLen);
 
 	// Connected, with the socket (which the base version takes over), or no longer connected. An override calls the
-	// base version. After an accepted connection it runs while all listening connections of the process wait.
+	// base version, and soon: until then the state is that of before. After an accepted connection it runs while all
+	// listening connections of the process wait.
 	virtual void ConInd(bool bConnected, int nSocket);
 
 	// Connects (bActive) or waits for one client. A null address: this machine's own. eTimeout also when the connect
@@ -105,7 +107,8 @@ public:
 	ERetCode ConnectToServer(const char* szAddress, unsigned short nPort, int nTimeout);
 	ERetCode AwaitConnectionFromClient(const char* szAddress, unsigned short nPort, int nTimeout);
 
-	// eCallNotAllowed unless connected; else eOK, also when the end was not seen within the time-out.
+	// eCallNotAllowed unless connected; else eOK, also when the end was not seen within the time-out. In an indication
+	// it does not wait: ConInd(false) follows when that has returned.
 	ERetCode DisconnectReq(int nTimeout);
 
 	// One send of the whole block; blocks while the peer does not read. nFlags is not used.
@@ -180,28 +183,30 @@ private:
 	};
 
 	Descriptor GetDescriptor() const;
-	void SetDescriptor(const Descriptor& poDescriptor);
+	bool SetDescriptor(const Descriptor& poDescriptor);
 	ERetCode RequestConnection(const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest);
 	bool AwaitConnected(unsigned nRequest, bool bActive, int nTimeout);
 	ERetCode GetAddr(bool bRemote, std::string& sAddr, unsigned short& nPort) const;
 	std::string GetAddressText() const;
 
-	void BaseDataInd(const char* pData, std::size_t nLen);
+	bool Keep(const char* pData, std::size_t nLen);
+	bool BaseDataInd(const char* pData, std::size_t nLen);
 	void DataIndTelegramMode(const char* pData, std::size_t nLen);
 	bool TakeTelegram(std::string& rsTelegram);
 	void EmptyRecvBuffer();
 	std::size_t GetUnread() const { return m_aRecvBuffer.size() - m_nTaken; }
-	std::string TakeUnread(std::size_t nLength);
+	void TakeUnread(std::size_t nLength, std::string& rsData);
 	void CheckMatchingEvent();
 	bool Find(const std::string& sMatch, SSearch& rSearch) const;
 	ERetCode WaitForMatch(std::string& sData, int nTimeout);
 
-	// Guards m_poDescriptor, m_poClaimed, m_nRequest, m_sIPAddress and the changes of m_eState, together with the
+	// Guards m_poDescriptor, m_poClaimed, m_nRequest, m_bEnding (when it is set), m_sIPAddress and the changes of m_eState, together with the
 	// signals that tell of them: no signal is left over for a later request.
 	mutable CVexMutex m_oLock;
-	Descriptor m_poDescriptor;    // of m_oSocket
-	Descriptor m_poClaimed;       // the connection that the connect thread has made and is about to indicate
-	unsigned m_nRequest = 0;      // the number of the last connect request; what an earlier one brings is dropped
+	Descriptor m_poDescriptor;               // of m_oSocket
+	Descriptor m_poClaimed;                  // the connection that the connect thread has made and is about to indicate
+	std::atomic<bool> m_bEnding{ false };    // no request is taken any more
+	unsigned m_nRequest = 0;    // the number of the last connect request; what an earlier one brings is dropped
 
 	// Guarded by m_oRecvBufferMutex.
 	std::size_t m_nTaken = 0;            // bytes of m_aRecvBuffer that are taken but not yet cut off

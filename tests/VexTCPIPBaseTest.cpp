@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <list>
 #include <sys/resource.h>
 
@@ -319,6 +320,136 @@ TEST(CVexTCPIPBase, ClientsOfManyPortsAreServedPromptlyAlsoAboveDescriptor1023)
 	EXPECT_LT(nSeconds, 2);
 	for (const int nDescriptor : anDescriptors)
 		close(nDescriptor);
+}
+
+// A connection whose indications are written in the test.
+class CScripted : public CVexTCPIPBase
+{
+public:
+	~CScripted() override { EndThreads(); }
+
+	void ConInd(bool bConnected, int nSocket) override
+	{
+		m_oConInd(bConnected, nSocket);
+		m_nDisconnected += bConnected ? 0 : 1;
+	}
+	void DataInd(const unsigned char*, int) override { m_oDataInd(); }
+	void Base(bool bConnected, int nSocket) { CVexTCPIPBase::ConInd(bConnected, nSocket); }
+
+	std::function<void(bool, int)> m_oConInd = [this](bool bConnected, int nSocket) { Base(bConnected, nSocket); };
+	std::function<void()> m_oDataInd = [] {};
+	std::atomic<int> m_nDisconnected{ 0 };
+};
+
+// It waited for ever in the request that the indication had begun.
+TEST(CVexTCPIPBase, TheDestructorEndsARequestThatAnIndicationHasBegun)
+{
+	CFullListener oSilent;
+	for (const bool bBefore : { true, false })
+	{
+		CRawListener oListener;
+		auto poConnection = std::make_unique<CScripted>();
+		CScripted& rConnection = *poConnection;
+		rConnection.m_oConInd = [&](bool bConnected, int nSocket)
+		{
+			rConnection.Base(bConnected, nSocket);
+			if (!bConnected)
+				rConnection.ConnectToServer(szLocal, oSilent.Port(), -1);
+		};
+		EXPECT_EQ(rConnection.ConnectToServer(szLocal, oListener.Port(), 60000), C::eOK);
+		if (bBefore)
+			oListener.Accept()->Close();
+		EXPECT_TRUE(
+			ComesTrue([&] { return rConnection.GetConnectState() == (bBefore ? C::eConnecting : C::eConnected); }));
+		EXPECT_LT(Seconds([&] { poConnection.reset(); }), 10);
+	}
+}
+
+// It was told of the same end without pause.
+TEST(CVexTCPIPBase, AnOverrideThatLeavesOutTheBaseVersionIsToldOnce)
+{
+	CRawListener oListener;
+	CScripted oConnection;
+	oConnection.m_oConInd = [&](bool bConnected, int nSocket)
+	{
+		if (bConnected)
+			oConnection.Base(bConnected, nSocket);
+	};
+	EXPECT_EQ(oConnection.ConnectToServer(szLocal, oListener.Port(), 60000), C::eOK);
+	oListener.Accept()->Close();
+	EXPECT_TRUE(ComesTrue([&] { return oConnection.m_nDisconnected == 1; }));
+	EXPECT_EQ(oConnection.DisconnectReq(200), C::eOK);
+	EXPECT_LE(oConnection.m_nDisconnected, 2);
+}
+
+TEST(CVexTCPIPBase, ASlowIndicationThatHasBegunInTimeCountsAsConnected)
+{
+	CRawListener oListener;
+	CScripted oConnection;
+	oConnection.m_oConInd = [&](bool bConnected, int nSocket)
+	{
+		std::this_thread::sleep_for(std::chrono::milliseconds(bConnected ? 400 : 0));
+		oConnection.Base(bConnected, nSocket);
+	};
+	EXPECT_EQ(oConnection.ConnectToServer(szLocal, oListener.Port(), 200), C::eOK);
+	EXPECT_EQ(oConnection.GetConnectState(), C::eConnected);
+}
+
+TEST(CVexTCPIPBase, AnIndicationDisconnectsWithoutWaiting)
+{
+	for (const bool bInConInd : { true, false })
+	{
+		CRawListener oListener;
+		CScripted oConnection;
+		const auto Disconnect = [&] { EXPECT_EQ(oConnection.DisconnectReq(60000), C::eOK); };
+		oConnection.m_oDataInd = Disconnect;
+		oConnection.m_oConInd = [&](bool bConnected, int nSocket)
+		{
+			oConnection.Base(bConnected, nSocket);
+			if (bConnected && bInConInd)
+				Disconnect();
+			EXPECT_TRUE(!bConnected || oConnection.m_nDisconnected == 0);    // the end is told last
+		};
+		EXPECT_EQ(oConnection.ConnectToServer(szLocal, oListener.Port(), 60000), C::eOK);
+		const auto poPeer = oListener.Accept();
+		EXPECT_LT(Seconds(
+					  [&]
+					  {
+						  poPeer->Send("x");
+						  EXPECT_TRUE(poPeer->SeesTheEnd());
+						  EXPECT_TRUE(ComesTrue([&] { return oConnection.m_nDisconnected == 1; }));
+					  }),
+			20);
+	}
+}
+
+// Each of the other port's listeners took its client first.
+TEST(CVexTCPIPBase, OnePortsClientsDoNotKeepAnotherPortsWaiting)
+{
+	const unsigned short anPorts[] = { FindFreePort(), FindFreePort() };
+	std::atomic<int> nFirst{ 0 };
+	std::atomic<int> nBeforeSecond{ -1 };
+	std::list<CScripted> aoConnections(21);
+	std::vector<std::unique_ptr<CRawPeer>> apoPeers;
+	int nIndex = 0;
+	for (CScripted& rConnection : aoConnections)
+	{
+		const bool bSecond = nIndex++ == 20;
+		rConnection.m_oConInd = [&, bSecond](bool bConnected, int nSocket)
+		{
+			rConnection.Base(bConnected, nSocket);
+			if (bConnected && bSecond)
+				nBeforeSecond = nFirst.load();
+			else if (bConnected && ++nFirst == 1)
+				// The others wait meanwhile, as everything does in an indication.
+				for (int i = 0; i < 20; ++i)
+					apoPeers.push_back(CRawPeer::ConnectTo(anPorts[i == 19]));
+		};
+		EXPECT_EQ(rConnection.AwaitConnectionFromClient(szLocal, anPorts[bSecond], -2), C::eOK);
+	}
+	const auto poPeer = CRawPeer::ConnectTo(anPorts[0]);
+	EXPECT_TRUE(ComesTrue([&] { return nFirst == 20 && nBeforeSecond >= 0; }));
+	EXPECT_LE(nBeforeSecond, 2);
 }
 
 TEST(CVexTCPIPBase, ABlockedSendEndsWithTheConnection)
