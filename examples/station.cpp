@@ -25,9 +25,8 @@ struct CSettings : CVexIniFile
 	unsigned int m_nWorkers = 0, m_nPauseMs = 0, m_nStarts = 0;
 };
 
-class CWorker : public CVexThread
+struct CWorker : CVexThread
 {
-public:
 	CWorker(const std::string& sName, unsigned int nPauseMs)
 		: CVexThread(0), m_oTrace("CWorker", sName.c_str(), nullptr), m_nPauseMs(nPauseMs)
 	{
@@ -42,23 +41,18 @@ public:
 			m_oTrace.AddMsg(CVexTraceMsg::eDebug, "waiting for the next one");
 		}
 	}
-
-private:
 	CVexTrace m_oTrace;
 	unsigned int m_nPauseMs;
 };
 
-class CStation : public CVexConApplication
+struct CStation : CVexConApplication
 {
-public:
 	CStation() : CVexConApplication(nullptr, nullptr, nullptr) {}
 	void DoCmdLineExchange(CVexCmdLineApplExchange* pExchange) override
 	{
 		pExchange->AddParamDescription("workers", true);
 		m_bWorkersGiven = pExchange->GetParameter("workers", true, m_sWorkers);
 	}
-
-protected:
 	bool Initialize() override
 	{
 		m_poSettings = std::make_unique<CSettings>(m_sStdConfigFile);
@@ -82,7 +76,6 @@ protected:
 		return m_poSettings && m_poSettings->UpdateOptions(true);
 	}
 
-private:
 	std::unique_ptr<CSettings> m_poSettings;
 	std::vector<std::unique_ptr<CWorker>> m_aoWorkers;
 	std::atomic<bool> m_bWorking{ false };

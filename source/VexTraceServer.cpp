@@ -139,6 +139,8 @@ protected:
 private:
 	void ExchangeLevels(CVexIniOptionExchange* pExchange)
 	{
+		// By the number in the file.
+		const int anDebugLevels[] = { 0, CVexTraceMsg::eDebug, CVexTraceMsg::eDebugL2, CVexTraceMsg::eDebugL3 };
 		int nDebug = 0;
 		bool bError = false;
 		bool bInfo = false;
@@ -147,10 +149,8 @@ private:
 		if (bSave)
 		{
 			const int nLevels = m_pServer->m_nDefaultTraceLevels;
-			nDebug = nLevels & CVexTraceMsg::eDebugL3 ? 3
-				: nLevels & CVexTraceMsg::eDebugL2    ? 2
-				: nLevels & CVexTraceMsg::eDebug      ? 1
-													  : 0;
+			for (nDebug = 3; nDebug > 0 && !(nLevels & anDebugLevels[nDebug]);)
+				--nDebug;
 			bError = (nLevels & CVexTraceMsg::eError) != 0;
 			bInfo = (nLevels & CVexTraceMsg::eInfo) != 0;
 			bWarning = (nLevels & CVexTraceMsg::eWarning) != 0;
@@ -161,10 +161,7 @@ private:
 		IOX_Std(pExchange, "Trace", "Warning", bWarning, false);
 		if (bSave)
 			return;
-		int nLevels = nDebug == 1 ? CVexTraceMsg::eDebug
-			: nDebug == 2         ? CVexTraceMsg::eDebugL2
-			: nDebug == 3         ? CVexTraceMsg::eDebugL3
-								  : 0;
+		int nLevels = nDebug >= 0 && nDebug <= 3 ? anDebugLevels[nDebug] : 0;
 		nLevels |= (bInfo ? CVexTraceMsg::eInfo : 0) | (bError ? CVexTraceMsg::eError : 0) |
 			(bWarning ? CVexTraceMsg::eWarning : 0);
 		m_pServer->m_nDefaultTraceLevels = nLevels ? nLevels : m_oSettings.m_nDefaultTraceLevels;
