@@ -143,3 +143,25 @@ void CVexBaseApplication::TraceText(CVexTraceMsg::ETraceLevel eLevel, const std:
 	oStream << sText << "\tFile source/VexApplication Line " << nLine;
 	m_oTrace.AddMsg(eLevel, oStream, pServer);
 }
+
+CVexBaseApplication::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexBaseApplication", nullptr, nullptr) {}
+
+CVexBaseApplication* CVexBaseApplication::GetApplication()
+{
+	return m_pApplication;
+}
+
+const CVexLocalTime& CVexBaseApplication::GetStartZeit() const
+{
+	return m_oStartTime;
+}
+
+const CVexApplicationInfo& CVexBaseApplication::GetInfo() const
+{
+	return m_oApplInfo;
+}
+
+const std::string& CVexBaseApplication::GetCommandLine() const
+{
+	return m_sCommandLine;
+}

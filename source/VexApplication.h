@@ -25,7 +25,7 @@ public:
 	class CVexTraceEx : public CVexTrace
 	{
 	public:
-		CVexTraceEx() : CVexTrace("CVexBaseApplication", nullptr, nullptr) {}
+		CVexTraceEx();
 	};
 
 	// Each text may be null: the ini file is then the program's path + application name + ".ini", the application name
@@ -53,16 +53,16 @@ public:
 	bool Start(int nArgc, char** ppszArgv);
 
 	// The application object that was constructed first, or null.
-	static CVexBaseApplication* GetApplication() { return m_pApplication; }
+	static CVexBaseApplication* GetApplication();
 
-	const CVexLocalTime& GetStartZeit() const { return m_oStartTime; }
+	const CVexLocalTime& GetStartZeit() const;
 
 	// From any thread. Empty until Start() if none was given.
 	std::string GetApplName() const;
-	const CVexApplicationInfo& GetInfo() const { return m_oApplInfo; }
+	const CVexApplicationInfo& GetInfo() const;
 
 	// The arguments behind the program path, each followed by one blank.
-	const std::string& GetCommandLine() const { return m_sCommandLine; }
+	const std::string& GetCommandLine() const;
 
 protected:
 	virtual void ParseCommandLine();

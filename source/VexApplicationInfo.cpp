@@ -119,3 +119,38 @@ const CVexApplicationInfo& CVexApplicationInfo::GetLibraryInfo()
 	static_cast<void>(pBuilt);
 	return m_oFundamentInfo;
 }
+
+const std::string& CVexApplicationInfo::GetApplName() const
+{
+	return m_sApplName;
+}
+
+const std::string& CVexApplicationInfo::GetApplDescription() const
+{
+	return m_sApplDesc;
+}
+
+const std::string& CVexApplicationInfo::GetVendorName() const
+{
+	return m_sVendorName;
+}
+
+const std::string& CVexApplicationInfo::GetContact() const
+{
+	return m_sContact;
+}
+
+int CVexApplicationInfo::GetVersionMajor() const
+{
+	return m_nVersionMajor;
+}
+
+int CVexApplicationInfo::GetVersionMinor() const
+{
+	return m_nVersionMinor;
+}
+
+int CVexApplicationInfo::GetVersionPatch() const
+{
+	return m_nVersionPatch;
+}

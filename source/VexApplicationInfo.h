@@ -33,13 +33,13 @@ public:
 	// is missing is taken from 1.0.0.
 	void SetVersion(const char* pszVersion);
 
-	const std::string& GetApplName() const { return m_sApplName; }
-	const std::string& GetApplDescription() const { return m_sApplDesc; }
-	const std::string& GetVendorName() const { return m_sVendorName; }
-	const std::string& GetContact() const { return m_sContact; }
-	int GetVersionMajor() const { return m_nVersionMajor; }
-	int GetVersionMinor() const { return m_nVersionMinor; }
-	int GetVersionPatch() const { return m_nVersionPatch; }
+	const std::string& GetApplName() const;
+	const std::string& GetApplDescription() const;
+	const std::string& GetVendorName() const;
+	const std::string& GetContact() const;
+	int GetVersionMajor() const;
+	int GetVersionMinor() const;
+	int GetVersionPatch() const;
 
 	// As in "1.0.12".
 	std::string GetVersion() const;

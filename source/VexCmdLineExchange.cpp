@@ -122,3 +122,8 @@ void CVexCmdLineApplExchange::Initialize()
 	CopyCmdLineArgs();
 	m_bInitialized = true;
 }
+
+bool CVexCmdLineExchange::IsInitialized() const
+{
+	return m_bInitialized;
+}

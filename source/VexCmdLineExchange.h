@@ -32,7 +32,7 @@ public:
 	explicit CVexCmdLineExchange(CVexCmdLine* pCmdLine);
 	~CVexCmdLineExchange() override;
 
-	bool IsInitialized() const { return m_bInitialized; }
+	bool IsInitialized() const;
 
 	// The name without "-"; null and empty names are ignored. An option takes a value if one of its descriptions says
 	// so.

@@ -116,3 +116,23 @@ int CVexMessageBase::GetSize() const
 {
 	return std::min(m_nDataLen, std::numeric_limits<int>::max() - nFrameSize) + nFrameSize;
 }
+
+bool CVexMessageBase::IsValid() const
+{
+	return m_bIsValid;
+}
+
+void CVexMessageBase::ResetDataOffset()
+{
+	m_nOffset = 0;
+}
+
+int CVexMessageBase::GetDataSize() const
+{
+	return m_nDataLen;
+}
+
+const std::string& CVexMessageBase::GetDataTotal() const
+{
+	return m_sData;
+}

@@ -23,10 +23,10 @@ public:
 
 	virtual ~CVexMessageBase() = default;
 
-	virtual bool IsValid() const { return m_bIsValid; }
+	virtual bool IsValid() const;
 
 	// Puts the cursor where the items to read begin.
-	virtual void ResetDataOffset() { m_nOffset = 0; }
+	virtual void ResetDataOffset();
 
 	void AddData(long n);
 
@@ -47,13 +47,13 @@ public:
 
 	// Trap: of a message parsed from less than a frame, what the header announces, be it negative or huge (0 without
 	// a header). GetDataTotal().size() is always what is there.
-	int GetDataSize() const { return m_nDataLen; }
+	int GetDataSize() const;
 
 	// The size of the frame that has GetDataSize() bytes of payload; the largest int if that is too large for one.
 	int GetSize() const;
 
 	// The payload.
-	const std::string& GetDataTotal() const { return m_sData; }
+	const std::string& GetDataTotal() const;
 
 protected:
 	std::int32_t m_nOffset = 0;    // the cursor

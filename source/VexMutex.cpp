@@ -141,3 +141,5 @@ void CVexEvent::SetTraceName(const char* pszName)
 {
 	m_oTrace.SetName(pszName, nullptr);
 }
+
+CVexEvent::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexEvent", nullptr, nullptr) {}

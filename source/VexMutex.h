@@ -53,7 +53,7 @@ public:
 	class CVexTraceEx : public CVexTrace
 	{
 	public:
-		CVexTraceEx() : CVexTrace("CVexEvent", nullptr, nullptr) {}
+		CVexTraceEx();
 	};
 
 	CVexEvent();

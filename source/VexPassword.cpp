@@ -136,3 +136,18 @@ std::istream& operator>>(std::istream& rStream, CVexPassword& rPassword)
 		rPassword.m_sPassword.swap(sBytes);
 	return rStream;
 }
+
+const std::string& CVexPassword::GetPassword() const
+{
+	return m_sPassword;
+}
+
+bool CVexPassword::operator==(const CVexPassword& rOther) const
+{
+	return m_sPassword == rOther.m_sPassword;
+}
+
+bool CVexPassword::operator!=(const CVexPassword& rOther) const
+{
+	return !(*this == rOther);
+}

@@ -22,9 +22,9 @@ public:
 	void ReadPassword();
 
 	// The stored form.
-	const std::string& GetPassword() const { return m_sPassword; }
-	bool operator==(const CVexPassword& rOther) const { return m_sPassword == rOther.m_sPassword; }
-	bool operator!=(const CVexPassword& rOther) const { return !(*this == rOther); }
+	const std::string& GetPassword() const;
+	bool operator==(const CVexPassword& rOther) const;
+	bool operator!=(const CVexPassword& rOther) const;
 
 	// Two lower-case digits for each byte; the stream is set to decimal.
 	friend std::ostream& operator<<(std::ostream& rStream, const CVexPassword& rPassword);

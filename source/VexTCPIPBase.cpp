@@ -1251,3 +1251,25 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTim
 	TakeUnread(static_cast<std::size_t>(nLength), sData);
 	return bMatch ? eOK : eTimeout;
 }
+
+CVexTCPIPBase::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexTCPIPBase", nullptr, nullptr) {}
+
+CVexTCPIPBase::ETelegramLengthFormat CVexTCPIPBase::GetTelegramLengthFormat() const
+{
+	return m_eTelegramLengthFormat;
+}
+
+CVexTCPIPBase::EByteOrder CVexTCPIPBase::GetTelegramLengthByteOrder() const
+{
+	return m_eTelegramByteOrder;
+}
+
+CVexTCPIPBase::EConState CVexTCPIPBase::GetConnectState() const
+{
+	return m_eState;
+}
+
+unsigned short CVexTCPIPBase::GetPort() const
+{
+	return m_nPort;
+}

@@ -34,7 +34,7 @@ public:
 	class CVexTraceEx : public CVexTrace
 	{
 	public:
-		CVexTraceEx() : CVexTrace("CVexTCPIPBase", nullptr, nullptr) {}
+		CVexTraceEx();
 	};
 
 	enum ERetCode
@@ -126,15 +126,15 @@ public:
 	// A byte of the length is taken with its sign: the only one of eByteData, the last one of big-endian lengths. Such
 	// a telegram comes out short, or never when its total is 0 or negative.
 	void SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder eByteOrder);
-	ETelegramLengthFormat GetTelegramLengthFormat() const { return m_eTelegramLengthFormat; }
-	EByteOrder GetTelegramLengthByteOrder() const { return m_eTelegramByteOrder; }
+	ETelegramLengthFormat GetTelegramLengthFormat() const;
+	EByteOrder GetTelegramLengthByteOrder() const;
 
-	EConState GetConnectState() const { return m_eState; }
+	EConState GetConnectState() const;
 	const char* GetConnectStateString() const;
 
 	// Of the last connect request.
 	std::string GetIPAddress() const;
-	unsigned short GetPort() const { return m_nPort; }
+	unsigned short GetPort() const;
 
 	// Dotted form, port in host order. eSocketError, and the arguments unchanged, without a connected socket.
 	ERetCode GetRemoteAddr(std::string& sAddr, unsigned short& nPort) const;

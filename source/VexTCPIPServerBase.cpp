@@ -16,3 +16,8 @@ void CVexTCPIPServerBase::ConInd(bool bConnected, int nSocket)
 	CVexTCPIPBase::ConInd(bConnected, nSocket);
 	m_pServer->Connected(m_nID, bConnected);
 }
+
+int CVexTCPIPServerBase::GetID() const
+{
+	return m_nID;
+}

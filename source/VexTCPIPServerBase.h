@@ -17,7 +17,7 @@ public:
 	CVexTCPIPServerBase(CVexTCPIPServerContainer* pServer, int nID);
 	~CVexTCPIPServerBase() override;
 
-	int GetID() const { return m_nID; }
+	int GetID() const;
 
 	void DataInd(const unsigned char* pData, int nLen) override;
 	void ConInd(bool bConnected, int nSocket) override;

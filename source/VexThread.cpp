@@ -158,3 +158,13 @@ void CVexThread::GetTime(long* pSec, long* pNanoSec, long nAddSec, long nAddNano
 	if (pNanoSec)
 		*pNanoSec = static_cast<long>(nNanoSec);
 }
+
+CVexThread::EThreadState CVexThread::GetState() const
+{
+	return m_nThreadState;
+}
+
+bool CVexThread::IsRunning() const
+{
+	return m_nThreadState == STATE_RUNNING;
+}

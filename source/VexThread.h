@@ -53,8 +53,8 @@ public:
 	void Suspend();
 	void Resume();
 
-	EThreadState GetState() const { return m_nThreadState; }
-	bool IsRunning() const { return m_nThreadState == STATE_RUNNING; }
+	EThreadState GetState() const;
+	bool IsRunning() const;
 
 	// The body of every platform thread of this class.
 	static void ThreadProc(CVexThread* pThread);

@@ -195,3 +195,28 @@ bool CVexTrace::GetTraceFlag(const char* pcTraceFlagName) const
 	VexSignalHold::RemoveUse();    // of this thread only: it is no reason to put a signal off
 	return bFlag;
 }
+
+long CVexTrace::GetID() const
+{
+	return m_nID;
+}
+
+void CVexTrace::SetID(long nID)
+{
+	m_nID = nID;
+}
+
+const std::string& CVexTrace::GetName() const
+{
+	return m_sObName;
+}
+
+const std::string& CVexTrace::GetClassName() const
+{
+	return m_sClassName;
+}
+
+void CVexTrace::SetTraceLevels(int nTraceLevels)
+{
+	m_nTraceLevels = nTraceLevels;
+}

@@ -42,13 +42,13 @@ public:
 	virtual ~CVexTrace();
 
 	// -1 while no trace server knows the object.
-	long GetID() const { return m_nID; }
-	void SetID(long nID) { m_nID = nID; }
-	const std::string& GetName() const { return m_sObName; }
-	const std::string& GetClassName() const { return m_sClassName; }
+	long GetID() const;
+	void SetID(long nID);
+	const std::string& GetName() const;
+	const std::string& GetClassName() const;
 
 	// Mask of CVexTraceMsg::ETraceLevel; holds until the server's levels change. 3 (error and warning) at the start.
-	void SetTraceLevels(int nTraceLevels) { m_nTraceLevels = nTraceLevels; }
+	void SetTraceLevels(int nTraceLevels);
 
 	// CreateObjectName(pszName, pParentObject); the next message reports a new name to the server.
 	void SetName(const char* pszName, const CVexTrace* pParentObject);

@@ -472,3 +472,5 @@ void CVexTraceClientConnection::Confirmed(CVexTraceTCPIPMsg::EMsgID eCommand)
 	if (m_nAwaited.compare_exchange_strong(nAwaited, 0))
 		m_oConfEvent.Signal();
 }
+
+CVexTraceClientConnection::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexTraceClientConnection", nullptr, nullptr) {}

@@ -31,7 +31,7 @@ public:
 	class CVexTraceEx : public CVexTrace
 	{
 	public:
-		CVexTraceEx() : CVexTrace("CVexTraceClientConnection", nullptr, nullptr) {}
+		CVexTraceEx();
 	};
 
 	enum ELoginRetCode

@@ -80,3 +80,23 @@ void VexAppendMsgText(
 	rsLine.append(sTime).append(1, nSeparator).append(sLevel).append(1, nSeparator);
 	rsLine.append(pszObName, nObNameLength).append(1, nSeparator).append(sText);
 }
+
+const std::string& CVexTraceMsg::GetText() const
+{
+	return m_sText;
+}
+
+const CVexLocalTime& CVexTraceMsg::GetTime() const
+{
+	return m_oTime;
+}
+
+long CVexTraceMsg::GetID() const
+{
+	return m_nID;
+}
+
+CVexTraceMsg::ETraceLevel CVexTraceMsg::GetTraceLevel() const
+{
+	return m_eTraceLevel;
+}

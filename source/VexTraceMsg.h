@@ -74,10 +74,10 @@ public:
 	// Takes the current local time. A null text leaves the text as it was.
 	void SetMsg(ETraceLevel eLevel, long nID, const char* pszText);
 
-	const std::string& GetText() const { return m_sText; }
-	const CVexLocalTime& GetTime() const { return m_oTime; }
-	long GetID() const { return m_nID; }
-	ETraceLevel GetTraceLevel() const { return m_eTraceLevel; }
+	const std::string& GetText() const;
+	const CVexLocalTime& GetTime() const;
+	long GetID() const;
+	ETraceLevel GetTraceLevel() const;
 
 	// Time stamp (the UTC instant, format TTMMJJJJ_HHMMSSmmm), level name, sObName and text, with nSeparator between
 	// them and no line end.

@@ -710,3 +710,18 @@ bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
 		oContainer->TraceReq(oMsg);
 	return true;
 }
+
+bool CVexTraceServer::IsLoginRequired() const
+{
+	return m_bLoginRequired;
+}
+
+long CVexTraceServer::GetSyncFlag() const
+{
+	return m_nSyncFlag;
+}
+
+int CVexTraceServer::GetDefaultTraceLevels() const
+{
+	return m_nDefaultTraceLevels;
+}

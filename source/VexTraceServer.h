@@ -90,10 +90,10 @@ public:
 	void StartTCPIPServer();
 
 	// A monitor client has to log in before anything else ("RequireLogin" in section "Monitor" of the options file).
-	bool IsLoginRequired() const { return m_bLoginRequired; }
+	bool IsLoginRequired() const;
 
 	// Changes with every change of levels.
-	long GetSyncFlag() const { return m_nSyncFlag; }
+	long GetSyncFlag() const;
 	void DecActiveUser();
 
 	// "Trace.ini" in the program's directory; missing keys take their defaults.
@@ -119,7 +119,7 @@ public:
 	int GetTracelevelMask(unsigned int uiMask) const;
 
 	static void SetDefaultSettings(const SVexTraceServerDefaultSettings& oSettings);
-	int GetDefaultTraceLevels() const { return m_nDefaultTraceLevels; }
+	int GetDefaultTraceLevels() const;
 
 	// The levels of objects that register from now on.
 	void SetDefaultTraceLevels(int nTraceLevels);

@@ -481,3 +481,8 @@ bool CVexTraceServerConnection::Send(const CVexTraceTCPIPMsg& oMsg, bool& rbBloc
 	rbBlocked = CClock::now() - oBegin >= std::chrono::milliseconds(nSendTimeoutMs);
 	return eResult == eOK && !rbBlocked;
 }
+
+bool CVexTraceServerConnection::IsTraceWanted() const
+{
+	return m_bTraceWanted;
+}

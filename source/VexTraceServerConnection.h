@@ -58,7 +58,7 @@ public:
 
 	virtual void NameIDInd(long nID);
 
-	bool IsTraceWanted() const { return m_bTraceWanted; }
+	bool IsTraceWanted() const;
 
 	// Sends the message if the client watches its object or its class, and waits for the confirmation. False if the
 	// client let its second pass.

@@ -127,3 +127,8 @@ void CVexTraceServerContainer::StopTrace()
 	for (std::size_t i = 0; CVexTraceServerConnection* pClient = GetClient(i); ++i)
 		pClient->StopTrace();
 }
+
+void CVexTraceServerContainer::ExpectEnd()
+{
+	m_bEnding = true;
+}

@@ -42,7 +42,7 @@ public:
 	int GetWatchMask(const std::string& sClass);
 
 	// The last messages come: a client that does not confirm one gets no more of them.
-	void ExpectEnd() { m_bEnding = true; }
+	void ExpectEnd();
 
 	// A TraceReq() that waits for a client returns at once.
 	void StopTrace();
