@@ -441,9 +441,12 @@ TEST(CVexTCPIPBase, OnePortsClientsDoNotKeepAnotherPortsWaiting)
 			if (bConnected && bSecond)
 				nBeforeSecond = nFirst.load();
 			else if (bConnected && ++nFirst == 1)
-				// The others wait meanwhile, as everything does in an indication.
+			{
 				for (int i = 0; i < 20; ++i)
 					apoPeers.push_back(CRawPeer::ConnectTo(anPorts[i == 19]));
+				// Time for all listeners to come up: they wait while this runs.
+				std::this_thread::sleep_for(std::chrono::milliseconds(300));
+			}
 		};
 		EXPECT_EQ(rConnection.AwaitConnectionFromClient(szLocal, anPorts[bSecond], -2), C::eOK);
 	}
