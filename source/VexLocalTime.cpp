@@ -29,13 +29,14 @@ void UnlockZone()
 	pthread_mutex_unlock(&oZoneMutex);
 }
 
+// From the library's load on: with the first question it would be too late for a fork at that moment.
+const int nForkResult = pthread_atfork(LockZone, UnlockZone, UnlockZone);
+
 class CZoneLock
 {
 public:
 	explicit CZoneLock(bool bWait)
 	{
-		static const int nForkResult = pthread_atfork(LockZone, UnlockZone, UnlockZone);
-		static_cast<void>(nForkResult);
 		m_bLocked = (bWait ? pthread_mutex_lock(&oZoneMutex) : pthread_mutex_trylock(&oZoneMutex)) == 0;
 	}
 	~CZoneLock()
