@@ -249,6 +249,11 @@ CVexMail::CVexMail(const std::string& sMail)
 	Split(sMail);
 }
 
+CVexMail::CVexMail(std::string&& sMail)
+{
+	Split(std::move(sMail));
+}
+
 CVexMail::CVexMail(const char* pBuffer, unsigned int nLength)
 {
 	if (pBuffer)
@@ -290,10 +295,7 @@ std::istream& CVexMail::GetStream(std::istream& rStream)
 	if (!rStream.bad())
 	{
 		rStream.clear(std::ios_base::eofbit);
-		const SizeType nHeader = FindHeaderEnd(sText);
-		m_sHeader.assign(sText, 0, nHeader);
-		m_sBodytext = std::move(sText.erase(0, nHeader + nHeaderEnd));
-		CopyHeaderToUppercase();
+		Split(std::move(sText));
 	}
 	rStream.exceptions(eThrowing);
 	return rStream;
@@ -303,7 +305,8 @@ std::string CVexMail::GetTotalMail() const
 {
 	std::string sMail;
 	sMail.reserve(m_sHeader.size() + nHeaderEnd + m_sBodytext.size());
-	return sMail.append(m_sHeader).append(szHeaderEnd).append(m_sBodytext);
+	sMail.append(m_sHeader).append(szHeaderEnd).append(m_sBodytext);
+	return sMail;
 }
 
 const std::string& CVexMail::GetBodyText() const
@@ -482,6 +485,15 @@ void CVexMail::Split(std::string_view sMail)
 	const SizeType nHeader = FindHeaderEnd(sMail);
 	m_sHeader = sMail.substr(0, nHeader);
 	m_sBodytext = sMail.substr(std::min(nHeader + nHeaderEnd, sMail.size()));
+	CopyHeaderToUppercase();
+}
+
+void CVexMail::Split(std::string&& sMail)
+{
+	const SizeType nHeader = FindHeaderEnd(sMail);
+	m_sHeader.assign(sMail, 0, nHeader);
+	sMail.erase(0, std::min(nHeader + nHeaderEnd, sMail.size()));
+	m_sBodytext = std::move(sMail);
 	CopyHeaderToUppercase();
 }
 

@@ -29,6 +29,9 @@ public:
 	// What stands in front of the first "\r\n\r\n" is the header, the rest the body. Without it all is header.
 	CVexMail(const std::string& sMail);
 
+	// The same; the body takes over the text's memory.
+	CVexMail(std::string&& sMail);
+
 	// The same. Null counts as an empty text.
 	CVexMail(const char* pBuffer, unsigned int nLength);
 
@@ -107,6 +110,7 @@ protected:
 
 private:
 	void Split(std::string_view sMail);
+	void Split(std::string&& sMail);
 	void CopyHeaderToUppercase();
 
 	std::string m_sHeader;
