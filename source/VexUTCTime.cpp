@@ -184,7 +184,7 @@ char* WriteRow(char* pOut, const SRow& rRow, const SParts& rParts)
 	return pOut;
 }
 
-// KEPT: no seconds, and the zone is always +0100. Test: CVexUTCTime.MailFormHasNoSecondsAndAFixedZoneKept
+// KEPT: no seconds, and the zone is always +0100. Test: CVexUTCTime.WritesEveryTextFormAndABlankBehindTwoDatesKept
 char* WriteMailForm(char* pOut, const SParts& rParts)
 {
 	const unsigned int nDay = rParts.anPart[CVexUTCTime::ENTRY_DAY];

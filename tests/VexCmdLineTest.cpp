@@ -9,12 +9,11 @@ namespace
 {
 CVexCmdLine CmdLine(const std::string& sArgs)
 {
-	const char* apszArgs[8] = {};
-	int nArgc = 0;
+	std::vector<const char*> apszArgs;
 	const std::vector<std::string> asArgs = VexGetParameterList(sArgs.c_str(), ' ');
 	for (const std::string& rArg : asArgs)
-		apszArgs[nArgc++] = rArg.c_str();
-	return CVexCmdLine(nArgc, apszArgs);
+		apszArgs.push_back(rArg.c_str());
+	return CVexCmdLine(static_cast<int>(apszArgs.size()), apszArgs.data());
 }
 
 // Asks for options ("o", "o=" with its value) and for positional parameters ("*"). What was found, "!" in front of

@@ -11,8 +11,6 @@
 
 namespace
 {
-const int nLimitMs = 60000;
-
 struct CLoginTest
 {
 	// The numbers of the results.
@@ -20,11 +18,9 @@ struct CLoginTest
 	{
 		CProgramRunner oProgram(m_sProgram);
 		oProgram.Start({}, sCommands);
-		EXPECT_TRUE(oProgram.WaitForEnd(nLimitMs));
+		EXPECT_TRUE(oProgram.WaitForEnd(60000));
 		EXPECT_EQ(oProgram.ExitStatus(), 0) << oProgram.ErrorOutput();
-		std::string sResults = oProgram.Output();
-		std::replace(sResults.begin(), sResults.end(), '\n', ' ');
-		return sResults;
+		return oProgram.Output();
 	}
 
 	CTempFolder m_oFolder;
@@ -51,8 +47,7 @@ TEST(CVexLogin, EachOutcomeHasItsResult)
 	const std::string sHuge(10000000, 'x');
 	const std::pair<std::string, std::string> aCases[] = {
 		{ "login anna ab login Anna ab check anna ab", "0 0 0 " },
-		{ "login anna ac check anna ac", "1 1 " },
-		{ "login otto ab check otto ab", "2 2 " },
+		{ "login anna ac check anna ac login otto ab check otto ab", "1 1 2 2 " },
 		{ "register anna cd register ANNA cd", "2 2 " },
 		{ "check anna - check - - check - ab", "3 3 4 " },
 		{ "login anna", "3 " },    // the input ends
@@ -95,12 +90,12 @@ TEST(CVexLogin, ThePasswordIsTypedWithoutEcho)
 	CProgramRunner oProgram(oTest.m_sProgram);
 	oProgram.Start({}, "", nTerminal);
 	Type("login\nanna\n");
-	EXPECT_TRUE(oProgram.WaitFor(nLimitMs, [&] { return !Echo(); }));
+	EXPECT_TRUE(oProgram.WaitFor(60000, [&] { return !Echo(); }));
 	Type("ab\n");
-	EXPECT_TRUE(oProgram.WaitForOutput("0\n", nLimitMs));
+	EXPECT_TRUE(oProgram.WaitForOutput("0 ", 60000));
 	EXPECT_TRUE(Echo());
 	Type("\x04");    // end of input
-	EXPECT_TRUE(oProgram.WaitForEnd(nLimitMs));
+	EXPECT_TRUE(oProgram.WaitForEnd(60000));
 	EXPECT_EQ(oProgram.ExitStatus(), 0);
 
 	char szEchoed[100] = "";

@@ -1,21 +1,24 @@
 #include "VexMutex.h"
 
-#include "VexThread.h"
+#include "support/Waiting.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <memory>
-#include <thread>
 
 namespace
 {
 const unsigned int nForEver = 0xFFFFFFFF;
 
-long long ElapsedMs(std::chrono::steady_clock::time_point oBegin)
+// The same on several threads, to its end.
+template <class TAction>
+void OnThreads(int nThreads, TAction oAction)
 {
-	return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - oBegin).count();
+	std::vector<std::thread> aoThreads;
+	for (int i = 0; i < nThreads; ++i)
+		aoThreads.emplace_back(oAction);
+	for (std::thread& rThread : aoThreads)
+		rThread.join();
 }
 
 TEST(CVexMutex, LockAnswersFalseOnSuccessKept)
@@ -29,19 +32,15 @@ TEST(CVexMutexLock, KeepsOtherThreadsOut)
 {
 	CVexMutex oMutex;
 	long nSum = 0;
-	std::vector<std::thread> aoThreads;
-	for (int i = 0; i < 4; ++i)
-		aoThreads.emplace_back(
-			[&]
+	OnThreads(4,
+		[&]
+		{
+			for (int j = 0; j < 10000; ++j)
 			{
-				for (int j = 0; j < 10000; ++j)
-				{
-					CVexMutexLock oLock(oMutex);
-					++nSum;
-				}
-			});
-	for (std::thread& rThread : aoThreads)
-		rThread.join();
+				CVexMutexLock oLock(oMutex);
+				++nSum;
+			}
+		});
 	EXPECT_EQ(nSum, 40000);
 }
 
@@ -58,17 +57,21 @@ TEST(CVexEvent, SignalIsKeptForOneWait)
 	EXPECT_FALSE(oEvent.Wait(0));
 }
 
-// The second one is long enough to carry nanoseconds into seconds at most moments.
+// Alone and as one of several. 990 ms carry nanoseconds into seconds at most moments.
 TEST(CVexEvent, WaitTimesOut)
 {
-	for (const unsigned int nTimeout : { 20u, 990u })
-	{
-		CVexEvent oEvent;
-		const auto oBegin = std::chrono::steady_clock::now();
-		EXPECT_FALSE(oEvent.Wait(nTimeout));
-		EXPECT_GE(ElapsedMs(oBegin) + 1, nTimeout);
-		EXPECT_LT(ElapsedMs(oBegin), nTimeout + 10000);
-	}
+	CVexEvent oEvent;
+	std::vector<CVexEvent*> apEvents = { &oEvent };
+	for (const int nTimeout : { 20, 990 })
+		for (const bool bAlone : { true, false })
+		{
+			const auto oBegin = std::chrono::steady_clock::now();
+			const auto nMs = static_cast<unsigned int>(nTimeout);
+			EXPECT_FALSE(bAlone ? oEvent.Wait(nMs) : CVexEvent::Wait(apEvents, nMs) != -1);
+			const auto oTaken = std::chrono::steady_clock::now() - oBegin;
+			EXPECT_GE(oTaken, std::chrono::milliseconds(nTimeout - 1));
+			EXPECT_LT(oTaken, std::chrono::milliseconds(nTimeout + 10000));
+		}
 }
 
 // Signalled again and again until all are awake: a thread may not wait yet when the first signal comes.
@@ -76,40 +79,28 @@ TEST(CVexEvent, SignalWakesEveryThreadThatWaits)
 {
 	CVexEvent oEvent;
 	std::atomic<int> nAwake{ 0 };
-	std::vector<std::thread> aoThreads;
-	for (int i = 0; i < 5; ++i)
-		aoThreads.emplace_back(
-			[&]
-			{
-				if (oEvent.Wait(nForEver))
-					++nAwake;
-			});
-	while (nAwake < 5)
-	{
-		oEvent.Signal();
-		CVexThread::Sleep(0, 1);
-	}
-	for (std::thread& rThread : aoThreads)
-		rThread.join();
+	std::thread oWaiting([&] { OnThreads(5, [&] { nAwake += oEvent.Wait(nForEver) ? 1 : 0; }); });
+	EXPECT_TRUE(ComesTrue(
+		[&]
+		{
+			oEvent.Signal();
+			return nAwake == 5;
+		}));
+	oWaiting.join();
 }
 
 TEST(CVexEvent, WaitForSeveralTakesTheFirstOnly)
 {
 	CVexEvent aoEvents[3];
-	std::vector<CVexEvent*> apEvents = { &aoEvents[0], nullptr, &aoEvents[1], &aoEvents[2] };
+	std::vector<CVexEvent*> apNone, apEvents = { &aoEvents[0], nullptr, &aoEvents[1], &aoEvents[2] };
+	EXPECT_EQ(CVexEvent::Wait(apNone, 0), -1);
 	EXPECT_EQ(CVexEvent::Wait(apEvents, 0), -1);
 	aoEvents[2].Signal();
 	aoEvents[1].Signal();
 	EXPECT_EQ(CVexEvent::Wait(apEvents, 0), 2);
 	EXPECT_EQ(CVexEvent::Wait(apEvents, nForEver), 3);
-	const auto oBegin = std::chrono::steady_clock::now();
-	EXPECT_EQ(CVexEvent::Wait(apEvents, 50), -1);    // milliseconds, on every day of the month
-	EXPECT_GE(ElapsedMs(oBegin) + 1, 50);
-	EXPECT_LT(ElapsedMs(oBegin), 30000);
 	std::thread oLater([&] { aoEvents[0].Signal(); });
 	EXPECT_EQ(CVexEvent::Wait(apEvents, nForEver), 0);
 	oLater.join();
-	std::vector<CVexEvent*> apNone;
-	EXPECT_EQ(CVexEvent::Wait(apNone, 0), -1);
 }
 }    // namespace

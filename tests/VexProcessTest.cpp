@@ -5,7 +5,6 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace
@@ -16,11 +15,6 @@ int WaitForChild()
 	int nStatus = -1;
 	EXPECT_GT(wait(&nStatus), 0);
 	return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-}
-
-std::string ProgDir()
-{
-	return std::filesystem::read_symlink("/proc/self/exe").parent_path().string() + "/";
 }
 
 bool bExitHandlerRan = false;
@@ -35,10 +29,8 @@ TEST(CVexProcess, SpawnAnswersMinusOneAlwaysKept)
 	EXPECT_EQ(WaitForChild(), 0);
 	EXPECT_EQ(oFolder.ReadFile("x"), "an argument");
 	EXPECT_EQ(CVexProcess::Spawn(nullptr, apszArgs), -1);
-}
 
-TEST(CVexProcess, FailedSpawnRunsNoExitHandlerOfTheParent)
-{
+	// A failed one runs no exit handler of the parent.
 	ASSERT_EQ(std::atexit([] { bExitHandlerRan = true; }), 0);
 	EXPECT_EQ(CVexProcess::Spawn("/no/such/program", nullptr), -1);
 	EXPECT_EQ(WaitForChild(), 255);
@@ -61,25 +53,10 @@ TEST(CVexProcess, SpawnKeepsTheCallersSignalMask)
 	EXPECT_TRUE(sigismember(&oSignals, SIGUSR1) && !sigismember(&oSignals, SIGTERM));
 }
 
-TEST(CVexProcess, ManyThreadsAndForkedChildrenSpawnAndAskForTheProgDir)
+TEST(CVexProcess, ProgAndWorkDirEndInASeparatorAndTooLongOnesAreEmpty)
 {
-	const auto Work = []
-	{
-		CVexProcess::Spawn("true", nullptr);
-		for (int i = 0; i < 100; ++i)
-			EXPECT_EQ(CVexProcess::GetCurrentProgDir(), ProgDir());
-	};
-	std::thread aoThreads[] = { std::thread(Work), std::thread(Work), std::thread(Work), std::thread(Work) };
-	for (std::thread& rThread : aoThreads)
-		rThread.join();
-	if (fork() == 0)
-		_exit(CVexProcess::GetCurrentProgDir() == ProgDir() ? 0 : 1);
-	for (int i = 0; i < 5; ++i)
-		EXPECT_EQ(WaitForChild(), 0);
-}
-
-TEST(CVexProcess, WorkDirEndsInASeparatorAndIsEmptyWhenTooLong)
-{
+	EXPECT_EQ(
+		CVexProcess::GetCurrentProgDir(), std::filesystem::read_symlink("/proc/self/exe").parent_path().string() + "/");
 	const CTempFolder oFolder;
 	const auto WorkDirIn = [](const std::string& sDir)
 	{

@@ -402,7 +402,8 @@ TEST(CVexTCPIPBase, AnIndicationDisconnectsWithoutWaiting)
 		CRawListener oListener;
 		CScripted oConnection;
 		const auto Disconnect = [&] { EXPECT_EQ(oConnection.DisconnectReq(60000), C::eOK); };
-		oConnection.m_oDataInd = Disconnect;
+		if (!bInConInd)
+			oConnection.m_oDataInd = Disconnect;
 		oConnection.m_oConInd = [&](bool bConnected, int nSocket)
 		{
 			oConnection.Base(bConnected, nSocket);

@@ -1,18 +1,11 @@
 // Payloads for the trace client's dispatch. A frame is put around the input; what comes out of it must have been in it.
 
-#include "VexTraceClientConnection.h"
+#include "Require.h"
 
-#include <cstdint>
-#include <cstdlib>
+#include "VexTraceClientConnection.h"
 
 namespace
 {
-void Require(bool bHolds)
-{
-	if (!bHolds)
-		std::abort();
-}
-
 class CFuzzedClient : public CVexTraceClientConnection
 {
 public:

@@ -14,12 +14,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <map>
-#include <memory>
 
 namespace
 {
+const unsigned int nForEver = 0xFFFFFFFF;
+
 void Tell(const std::string& sText)
 {
 	const std::string sLine = sText + "\n";
@@ -34,6 +33,7 @@ public:
 	CTracer(unsigned int nNumber, unsigned int nCount)
 		: CVexThread(0), m_oTrace("CTracer", ("T" + std::to_string(nNumber)).c_str(), nullptr), m_nCount(nCount)
 	{
+		Start();
 	}
 	~CTracer() override { Terminate(); }
 
@@ -45,7 +45,7 @@ public:
 
 private:
 	CVexTrace m_oTrace;
-	unsigned int m_nCount;
+	const unsigned int m_nCount;
 };
 
 class CFrameProgram : public CVexConApplication
@@ -55,7 +55,6 @@ public:
 
 	void DoCmdLineExchange(CVexCmdLineApplExchange* pExchange) override
 	{
-		pExchange->AddParamDescription("log", true);
 		std::string sProgram;
 		if (pExchange->GetParameter(nullptr, false, sProgram))
 			pExchange->GetParameter(nullptr, false, m_sMode);
@@ -66,7 +65,7 @@ protected:
 	bool Initialize() override
 	{
 		Tell("Initialize");
-		return m_sMode != "noinit";
+		return CVexConApplication::Initialize() && m_sMode != "noinit";
 	}
 
 	bool Finalize() override
@@ -75,56 +74,44 @@ protected:
 		if (m_sMode == "signal-in-finalize")
 			raise(SIGTERM);
 		m_oNever.Signal();
-		return m_sMode != "badend";
+		return CVexConApplication::Finalize() && m_sMode != "badend";
 	}
 
 	void Run() override
 	{
 		Tell("Run " + m_sStdConfigFile + " " + GetCommandLine());
-		const std::map<std::string, std::function<void()>> oModes = {
-			{ "wait", [this] { m_oNever.Wait(0xFFFFFFFF); } },
-			{ "busy", [this] { TraceBusily(); } },
-			{ "million", [] { TraceAMillion(); } },
-			{ "poll",
-				[this]
-				{
-					Tell("busy");
-					while (!m_oNever.Wait(0))
-					{
-					}
-				} },
-			{ "abort",
-				[this]
-				{
-					m_oTrace.GetServerObject(CVexTraceMsg::eError);
-					std::abort();
-				} },
-			{ "hold", [this] { HoldAUse(); } },
-			{ "giveback", [this] { GiveAUseBack(); } },
-			{ "flag",
-				[this]
-				{
-					m_oTrace.GetTraceFlag("Any");
-					raise(SIGTERM);
-				} },
-			{ "server-thread", [this] { SignalTheServerThread(); } },
-			{ "fork", [this] { TraceInChildren(); } },
-			{ "child-signal", [this] { SignalAChild(); } },
-		};
-		const auto oMode = oModes.find(m_sMode);
-		if (oMode != oModes.end())
-			oMode->second();
+		if (m_sMode == "wait")
+			m_oNever.Wait(nForEver);
+		else if (m_sMode == "poll")
+			while (!m_oNever.Wait(0))
+			{
+			}
+		else if (m_sMode == "busy")
+			TraceBusily();
+		else if (m_sMode == "many")
+			TraceMany();
+		else if (m_sMode == "raised")
+			TellWhenRaised();
+		else if (m_sMode == "hold")
+			HoldAUse(SIGTERM);
+		else if (m_sMode == "giveback")
+			HoldAUse(SIGABRT);
+		else if (m_sMode == "abort" && m_oTrace.GetServerObject(CVexTraceMsg::eError))
+			std::abort();
+		else if (m_sMode == "flag" && !m_oTrace.GetTraceFlag("Any"))
+			raise(SIGTERM);
+		else if (m_sMode == "server-thread")
+			SignalTheServerThread();
+		else if (m_sMode == "fork")
+			TraceInChildren();
+		else if (m_sMode == "child-signal")
+			SignalAChild();
 	}
 
 private:
 	void TraceBusily()
 	{
-		std::unique_ptr<CTracer> apoTracers[3];
-		for (unsigned int i = 0; i < 3; ++i)
-		{
-			apoTracers[i] = std::make_unique<CTracer>(i + 1, 0);
-			apoTracers[i]->Start();
-		}
+		CTracer aoTracers[] = { { 1, 0 }, { 2, 0 }, { 3, 0 } };
 		Tell("busy");
 		for (unsigned int i = 0;; ++i)
 			if (CVexTraceServer* pServer = m_oTrace.GetServerObject(CVexTraceMsg::eInfo))
@@ -135,35 +122,39 @@ private:
 			}
 	}
 
-	static void TraceAMillion()
+	static void TraceMany()
 	{
-		std::unique_ptr<CTracer> apoTracers[4];
-		for (unsigned int i = 0; i < 4; ++i)
-		{
-			apoTracers[i] = std::make_unique<CTracer>(i, 250000);
-			apoTracers[i]->Start();
-		}
-		for (auto& rpoTracer : apoTracers)
-			while (rpoTracer->GetState() != CVexThread::STATE_TERMINATED)
+		CTracer aoTracers[] = { { 0, 25000 }, { 1, 25000 }, { 2, 25000 }, { 3, 25000 } };
+		for (CTracer& rTracer : aoTracers)
+			while (rTracer.GetState() != CVexThread::STATE_TERMINATED)
 				CVexThread::Sleep(0, 10);
 	}
 
-	void HoldAUse()
+	// Traces while its object is raised to debug level.
+	void TellWhenRaised()
 	{
-		m_oTrace.GetServerObject(CVexTraceMsg::eError);
-		Tell("holding");
-		raise(SIGTERM);
-		Tell("put off");
-		m_oNever.Wait(0xFFFFFFFF);
+		m_oTrace.AddMsg(CVexTraceMsg::eError, "known to the server from now on");
+		Tell("ready");
+		for (bool bRaised = false;; CVexThread::Sleep(0, 5))
+		{
+			CVexTraceServer* pServer = m_oTrace.GetServerObject(CVexTraceMsg::eDebug);
+			if (bRaised != (pServer != nullptr))
+				Tell(bRaised ? "fell back" : "raised");
+			bRaised = pServer != nullptr;
+			if (pServer)
+				m_oTrace.AddMsg(CVexTraceMsg::eDebug, "step", pServer);
+		}
 	}
 
-	void GiveAUseBack()
+	// One use of the server puts the signal off, and is given back behind SIGABRT only.
+	void HoldAUse(int nSignal)
 	{
 		CVexTraceServer* pServer = m_oTrace.GetServerObject(CVexTraceMsg::eError);
-		raise(SIGABRT);
+		raise(nSignal);
 		Tell("put off");
-		m_oTrace.AddMsg(CVexTraceMsg::eError, "given back", pServer);
-		Tell("not reached");
+		if (nSignal == SIGABRT)
+			m_oTrace.AddMsg(CVexTraceMsg::eError, "given back", pServer);
+		m_oNever.Wait(nForEver);
 	}
 
 	void SignalTheServerThread()
@@ -174,46 +165,49 @@ private:
 				syscall(SYS_tgkill, getpid(), nThread, SIGTERM);
 		closedir(pDir);
 		m_oTrace.AddMsg(CVexTraceMsg::eInfo, "last words");
-		m_oNever.Wait(0xFFFFFFFF);
+		m_oNever.Wait(nForEver);
 	}
 
-	void TraceInChildren()
-	{
-		CTracer oTracer(1, 0);
-		oTracer.Start();
-		for (int i = 0; i < 50; ++i)
-		{
-			const pid_t nChild = fork();
-			if (nChild == 0)
-			{
-				alarm(30);    // a child that hangs is killed, and told by its status
-				for (int j = 0; j < 1000; ++j)
-					m_oTrace.AddMsg(CVexTraceMsg::eInfo, "from the child");
-				CVexTrace oOwn("COwn", "child", nullptr);
-				oOwn.AddMsg(CVexTraceMsg::eError, "registers");
-				_exit(0);
-			}
-			int nStatus = 0;
-			if (waitpid(nChild, &nStatus, 0) != nChild || nStatus != 0)
-				Tell("child failed");
-		}
-		Tell("children done");
-	}
-
-	void SignalAChild()
+	// The end status of a child that does this. A child that hangs is killed.
+	template <class TAction>
+	static int RunInChild(TAction oAction)
 	{
 		const pid_t nChild = fork();
 		if (nChild == 0)
 		{
 			alarm(30);
-			raise(SIGTERM);
-			raise(SIGABRT);
-			Tell("child goes on");
+			oAction();
 			_exit(7);
 		}
 		int nStatus = 0;
 		waitpid(nChild, &nStatus, 0);
-		Tell("child status " + std::to_string(WEXITSTATUS(nStatus)));
+		return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+	}
+
+	void TraceInChildren()
+	{
+		CTracer oTracer(1, 0);
+		const auto Trace = [this]
+		{
+			for (int j = 0; j < 1000; ++j)
+				m_oTrace.AddMsg(CVexTraceMsg::eInfo, "from the child");
+			CVexTrace("COwn", "child", nullptr).AddMsg(CVexTraceMsg::eError, "registers");
+		};
+		for (int i = 0; i < 50; ++i)
+			if (RunInChild(Trace) != 7)
+				Tell("child failed");
+		Tell("children done");
+	}
+
+	static void SignalAChild()
+	{
+		const auto Signal = []
+		{
+			raise(SIGTERM);
+			raise(SIGABRT);
+			Tell("child goes on");
+		};
+		Tell("child status " + std::to_string(RunInChild(Signal)));
 	}
 
 	CVexEvent m_oNever;

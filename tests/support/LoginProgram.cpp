@@ -1,4 +1,4 @@
-// Logs users in as its standard input tells, with the password file beside it. Prints each result's number on a line.
+// Logs users in as its standard input tells, with the password file beside it. Prints the number of each result.
 //
 //     login NAME PASSWORD
 //     register NAME PASSWORD
@@ -14,15 +14,15 @@ int main()
 	for (std::string sCommand, sName, sPassword; std::cin >> sCommand;)
 	{
 		if (sCommand == "login")
-			std::cout << oLogin.Login() << std::endl;
+			std::cout << oLogin.Login() << " " << std::flush;
 		else if (sCommand == "register")
-			std::cout << oLogin.Registration() << std::endl;
+			std::cout << oLogin.Registration() << " " << std::flush;
 		else if (sCommand == "check" && std::cin >> sName >> sPassword)
 		{
 			CVexPassword oPassword(true);
 			if (sPassword != "-")
 				oPassword.SetPassword(sPassword);
-			std::cout << oLogin.Login(sName == "-" ? "" : sName, oPassword) << std::endl;
+			std::cout << oLogin.Login(sName == "-" ? "" : sName, oPassword) << " " << std::flush;
 		}
 		else
 			return 1;

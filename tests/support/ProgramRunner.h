@@ -3,18 +3,16 @@
 // Runs a program as a test's child: with arguments and a text on its standard input, and with its output kept.
 
 #include "TempFolder.h"
+#include "Waiting.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <spawn.h>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -58,32 +56,15 @@ public:
 			throw std::runtime_error("cannot write the standard input");
 		std::rewind(m_poIn.get());
 
-		posix_spawn_file_actions_t oFiles;
-		posix_spawn_file_actions_init(&oFiles);
-		posix_spawn_file_actions_adddup2(&oFiles, nStdin < 0 ? fileno(m_poIn.get()) : nStdin, STDIN_FILENO);
-		posix_spawn_file_actions_adddup2(&oFiles, fileno(m_poOut.get()), STDOUT_FILENO);
-		posix_spawn_file_actions_adddup2(&oFiles, fileno(m_poErr.get()), STDERR_FILENO);
-
-		// Whatever started the tests may have blocked or ignored signals; the program starts with none of that.
-		posix_spawnattr_t oAttributes;
-		posix_spawnattr_init(&oAttributes);
-		sigset_t oSignals;
-		sigemptyset(&oSignals);
-		posix_spawnattr_setsigmask(&oAttributes, &oSignals);
-		for (const int nSignal : { SIGINT, SIGTERM, SIGABRT, SIGPIPE, SIGHUP, SIGQUIT })
-			sigaddset(&oSignals, nSignal);
-		posix_spawnattr_setsigdefault(&oAttributes, &oSignals);
-		posix_spawnattr_setflags(&oAttributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
 		std::vector<char*> apArgs = { m_sProgram.data() };
 		for (const std::string& rsArg : asArgs)
 			apArgs.push_back(const_cast<char*>(rsArg.c_str()));
 		apArgs.push_back(nullptr);
-		const int nError = posix_spawn(&m_nPid, m_sProgram.c_str(), &oFiles, &oAttributes, apArgs.data(), environ);
-		posix_spawnattr_destroy(&oAttributes);
-		posix_spawn_file_actions_destroy(&oFiles);
-		if (nError != 0)
-			throw std::system_error(nError, std::generic_category(), m_sProgram);
+		m_nPid = fork();
+		if (m_nPid == 0)
+			BecomeProgram(nStdin < 0 ? fileno(m_poIn.get()) : nStdin, apArgs.data());
+		if (m_nPid < 0)
+			throw std::runtime_error("cannot fork for " + m_sProgram);
 		m_bRunning = true;
 	}
 
@@ -109,18 +90,10 @@ public:
 		return WaitFor(nLimitMs, [&] { return HasWritten() || HasEnded(); }) && HasWritten();
 	}
 
-	// Polls the condition. False if it does not come true within the limit.
 	template <class TCondition>
 	static bool WaitFor(int nLimitMs, TCondition oCondition)
 	{
-		const auto oEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(nLimitMs);
-		while (!oCondition())
-		{
-			if (std::chrono::steady_clock::now() >= oEnd)
-				return false;
-			std::this_thread::sleep_for(std::chrono::milliseconds(1));
-		}
-		return true;
+		return ComesTrue(oCondition, nLimitMs);
 	}
 
 	// After WaitForEnd(): the exit status, -1 if a signal ended the program; that signal, or 0.
@@ -134,6 +107,22 @@ public:
 private:
 	// Files, not pipes: a program never waits for its test to read.
 	typedef std::unique_ptr<std::FILE, int (*)(std::FILE*)> TFile;
+
+	// In the child.
+	[[noreturn]] void BecomeProgram(int nStdin, char** ppszArgs) const
+	{
+		dup2(nStdin, STDIN_FILENO);
+		dup2(fileno(m_poOut.get()), STDOUT_FILENO);
+		dup2(fileno(m_poErr.get()), STDERR_FILENO);
+		// Whatever started the tests may have blocked or ignored signals; the program starts with none of that.
+		sigset_t oNone;
+		sigemptyset(&oNone);
+		sigprocmask(SIG_SETMASK, &oNone, nullptr);
+		for (const int nSignal : { SIGINT, SIGTERM, SIGABRT, SIGPIPE, SIGHUP, SIGQUIT })
+			signal(nSignal, SIG_DFL);
+		execv(m_sProgram.c_str(), ppszArgs);
+		_exit(127);
+	}
 
 	static TFile UnnamedFile()
 	{

@@ -2,25 +2,9 @@
 
 // A monitor made of a plain socket: it sends the bytes that the test gives it and reads frames.
 
-#include "ScriptedTraceServer.h"
-
-#include <cstring>
-
-// A port of 127.0.0.1 that was free a moment ago.
-inline unsigned short FindFreePort()
-{
-	const int nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-	sockaddr_in oAddress = {};
-	oAddress.sin_family = AF_INET;
-	oAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-	socklen_t nSize = sizeof oAddress;
-	const bool bBound = bind(nSocket, reinterpret_cast<sockaddr*>(&oAddress), nSize) == 0 &&
-		getsockname(nSocket, reinterpret_cast<sockaddr*>(&oAddress), &nSize) == 0;
-	close(nSocket);
-	if (!bBound)
-		throw std::runtime_error("no free port");
-	return ntohs(oAddress.sin_port);
-}
+#include "LoopbackSocket.h"
+#include "TraceFrames.h"
+#include "Waiting.h"
 
 // Connects in the constructor, for up to a minute. Nothing that is waited for takes longer than that either.
 class CRawMonitor
@@ -28,41 +12,29 @@ class CRawMonitor
 public:
 	explicit CRawMonitor(unsigned short nPort)
 	{
-		if (!ComesTrue([&] { return Connect(nPort); }))
+		if (!ComesTrue([&] { return (m_nSocket = ConnectToLoopback(nPort)) >= 0; }))
 			throw std::runtime_error("no monitor port");
 	}
 	~CRawMonitor() { close(m_nSocket); }
 	CRawMonitor(const CRawMonitor&) = delete;
 	CRawMonitor& operator=(const CRawMonitor&) = delete;
 
-	void Send(const std::string& sBytes)
-	{
-		for (std::size_t nDone = 0; nDone < sBytes.size();)
-		{
-			const ssize_t nSent = send(m_nSocket, sBytes.data() + nDone, sBytes.size() - nDone, MSG_NOSIGNAL);
-			if (nSent <= 0)
-				return;
-			nDone += static_cast<std::size_t>(nSent);
-		}
-	}
+	void Send(const std::string& sBytes) { SendAll(m_nSocket, sBytes); }
 
 	// The payload of the next frame; "none" if none has come in that time, "end" behind the last one.
 	std::string Receive(int nLimitMs = 60000)
 	{
 		std::string sPayload;
-		for (;;)
+		while (!TakeFrame(m_sInput, sPayload))
 		{
-			if (TakeFrame(sPayload))
-				return sPayload;
-			pollfd oWait = { m_nSocket, POLLIN, 0 };
-			if (poll(&oWait, 1, nLimitMs) != 1)
+			if (!HasInput(m_nSocket, nLimitMs))
 				return "none";
-			char szBuffer[65536];
-			const ssize_t nRead = recv(m_nSocket, szBuffer, sizeof szBuffer, 0);
-			if (nRead <= 0)
+			const std::string sMore = ReceiveSome(m_nSocket);
+			if (sMore.empty())
 				return "end";
-			m_sInput.append(szBuffer, static_cast<std::size_t>(nRead));
+			m_sInput += sMore;
 		}
+		return sPayload;
 	}
 
 	// Sends a request; the payload of its answer. Lines that come before it are confirmed.
@@ -122,37 +94,6 @@ public:
 	}
 
 private:
-	bool Connect(unsigned short nPort)
-	{
-		sockaddr_in oAddress = {};
-		oAddress.sin_family = AF_INET;
-		oAddress.sin_port = htons(nPort);
-		oAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-		m_nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-		if (connect(m_nSocket, reinterpret_cast<sockaddr*>(&oAddress), sizeof oAddress) == 0)
-			return true;
-		close(m_nSocket);
-		m_nSocket = -1;
-		return false;
-	}
-
-	bool TakeFrame(std::string& rsPayload)
-	{
-		if (m_sInput.size() < 12)
-			return false;
-		std::uint32_t nSize = 0;
-		std::memcpy(&nSize, m_sInput.data() + 4, 4);
-		if (m_sInput.compare(0, 4, "effe") != 0)
-			throw std::runtime_error("no frame: " + m_sInput);
-		if (m_sInput.size() < nSize + std::size_t(12))
-			return false;
-		if (m_sInput.compare(nSize + std::size_t(8), 4, "feef") != 0)
-			throw std::runtime_error("no end of a frame");
-		rsPayload = m_sInput.substr(8, nSize);
-		m_sInput.erase(0, nSize + std::size_t(12));
-		return true;
-	}
-
 	int m_nSocket = -1;
 	std::string m_sInput;
 };

@@ -2,7 +2,8 @@
 
 // The other end of a connection, made of a plain socket on 127.0.0.1. Nothing is waited for longer than a minute.
 
-#include "RawMonitor.h"
+#include "LoopbackSocket.h"
+#include "Waiting.h"
 
 #include <dirent.h>
 #include <netinet/tcp.h>
@@ -25,28 +26,21 @@ public:
 	// bWait: until the system has made the connection; a server program need not have taken it.
 	static std::unique_ptr<CRawPeer> ConnectTo(unsigned short nPort, bool bWait = true)
 	{
-		sockaddr_in oAddress = {};
-		oAddress.sin_family = AF_INET;
-		oAddress.sin_port = htons(nPort);
-		oAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-		auto poPeer =
-			std::make_unique<CRawPeer>(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | (bWait ? 0 : SOCK_NONBLOCK), 0));
-		if (connect(poPeer->m_nSocket, reinterpret_cast<sockaddr*>(&oAddress), sizeof oAddress) != 0 && bWait)
+		const int nSocket =
+			bWait ? ConnectToLoopback(nPort) : socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+		if (nSocket < 0)
 			throw std::runtime_error("cannot connect");
-		return poPeer;
+		const sockaddr_in oAddress = LoopbackAddress(nPort);
+		if (!bWait)
+			connect(nSocket, reinterpret_cast<const sockaddr*>(&oAddress), sizeof oAddress);
+		return std::make_unique<CRawPeer>(nSocket);
 	}
 
 	void Send(const std::string& sBytes, bool bByteByByte = false)
 	{
 		const std::size_t nPiece = bByteByByte ? 1 : sBytes.size();
-		for (std::size_t nDone = 0; nDone < sBytes.size();)
-		{
-			const ssize_t nSent =
-				send(m_nSocket, sBytes.data() + nDone, std::min(nPiece, sBytes.size() - nDone), MSG_NOSIGNAL);
-			if (nSent <= 0)
-				return;
-			nDone += static_cast<std::size_t>(nSent);
-		}
+		for (std::size_t nDone = 0; nDone < sBytes.size(); nDone += nPiece)
+			SendAll(m_nSocket, sBytes.substr(nDone, nPiece));
 	}
 
 	// So many bytes, or fewer if the connection ends or nothing comes any more.
@@ -91,17 +85,7 @@ private:
 class CRawListener
 {
 public:
-	explicit CRawListener(int nBacklog = 128)
-	{
-		sockaddr_in oAddress = {};
-		oAddress.sin_family = AF_INET;
-		oAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-		socklen_t nSize = sizeof oAddress;
-		if (bind(m_nSocket, reinterpret_cast<sockaddr*>(&oAddress), nSize) != 0 || listen(m_nSocket, nBacklog) != 0 ||
-			getsockname(m_nSocket, reinterpret_cast<sockaddr*>(&oAddress), &nSize) != 0)
-			throw std::runtime_error("cannot listen");
-		m_nPort = ntohs(oAddress.sin_port);
-	}
+	explicit CRawListener(int nBacklog = 128) : m_nSocket(ListenOnLoopback(m_nPort, nBacklog)) {}
 	~CRawListener() { close(m_nSocket); }
 	CRawListener(const CRawListener&) = delete;
 	CRawListener& operator=(const CRawListener&) = delete;
@@ -118,8 +102,8 @@ public:
 	}
 
 private:
-	const int m_nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 	unsigned short m_nPort = 0;
+	const int m_nSocket;
 };
 
 // Entries of a folder of /proc/self, such as "fd" and "task".
