@@ -1,0 +1,216 @@
+#include "VexScheduler.h"
+
+#include "VexSignalHoldInternal.h"
+#include "VexTraceTextInternal.h"
+
+#include <algorithm>
+#include <csignal>
+
+namespace
+{
+// Part of the trace texts and fixed, wherever the statements stand.
+enum ETraceLine
+{
+	eSignalled = 110,
+	eNextTime = 156,
+	eEnded = 160,
+	eAdded = 203,
+	eRemoved = 222
+};
+
+std::ostream& operator<<(std::ostream& rStream, ETraceLine eLine)
+{
+	return rStream << "\tFile source/VexScheduler Line " << static_cast<int>(eLine);
+}
+
+// A lock that no signal handler finds held by its own thread: the handler may destroy schedulers.
+class CHeldLock
+{
+public:
+	explicit CHeldLock(CVexMutex& rMutex) : m_oLock(rMutex) {}
+
+private:
+	VexSignalHold::CHold m_oHold;    // from before the lock until behind it
+	CVexMutexLock m_oLock;
+};
+
+// Waits while the signals that end an application are left to other threads: a handler that destroys the last scheduler
+// destroys the event too, and would wait for ever for its own thread to leave it.
+bool WaitWithoutSignals(CVexEvent& rEvent, unsigned int nTimeout)
+{
+	sigset_t oSignals, oBefore;
+	sigemptyset(&oSignals);
+	for (const int nSignal : { SIGINT, SIGTERM, SIGABRT })
+		sigaddset(&oSignals, nSignal);
+	pthread_sigmask(SIG_BLOCK, &oSignals, &oBefore);
+	const bool bSignalled = rEvent.Wait(nTimeout);
+	pthread_sigmask(SIG_SETMASK, &oBefore, nullptr);
+	return bSignalled;
+}
+}    // namespace
+
+CVexScheduler::CScheduleThread* CVexScheduler::m_pScheduleThread = nullptr;
+int CVexScheduler::m_nClassCount = 0;
+int CVexScheduler::m_nCount = 0;
+
+CVexScheduler::CVexScheduler(const CVexScheduleInfo& rInfo) : m_oInfo(rInfo), m_nScheduleID(++m_nCount)
+{
+	CVexScheduler::SetTraceName(nullptr);
+	++m_nClassCount;
+	// KEPT: a thread that has ended, its table being empty, is not started again for a new scheduler.
+	// Test: CVexScheduler.ThreadThatHasEndedServesNoNewSchedulerKept
+	if (m_pScheduleThread)
+	{
+		m_pScheduleThread->AddItem(this);
+		return;
+	}
+	m_pScheduleThread = new CScheduleThread;
+	m_pScheduleThread->AddItem(this);
+	m_pScheduleThread->Start();
+}
+
+CVexScheduler::~CVexScheduler()
+{
+	--m_nClassCount;
+	m_pScheduleThread->RemoveItem(m_nScheduleID);
+	if (m_nClassCount == 0)
+	{
+		delete m_pScheduleThread;
+		m_pScheduleThread = nullptr;
+	}
+}
+
+void CVexScheduler::SetTraceName(const char* pszName)
+{
+	m_oTrace.SetName(pszName, nullptr);
+}
+
+void CVexScheduler::Enable(CVexEvent* pEvent)
+{
+	const CHeldLock oLock(m_oLockEvent);
+	m_pEvent = pEvent;
+}
+
+void CVexScheduler::Disable()
+{
+	const CHeldLock oLock(m_oLockEvent);
+	m_pEvent = nullptr;
+}
+
+void CVexScheduler::SignalIndication()
+{
+	{
+		const CHeldLock oLock(m_oLockEvent);
+		if (m_pEvent)
+			m_pEvent->Signal();
+	}
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebug,
+		[this](std::ostream& rStream) { rStream << "Scheduler " << m_nScheduleID << " signalisiert." << eSignalled; });
+}
+
+CVexScheduler::CScheduleThread::CScheduleThread() : CVexThread(0)
+{
+	CScheduleThread::SetTraceName("CVexScheduler::m_pScheduleThread");
+}
+
+CVexScheduler::CScheduleThread::~CScheduleThread()
+{
+	Terminate();
+}
+
+void CVexScheduler::CScheduleThread::SetTraceName(const char* pszName)
+{
+	m_oTrace.SetName(pszName, nullptr);
+}
+
+void CVexScheduler::CScheduleThread::AddItem(CVexScheduler* pScheduler)
+{
+	const CHeldLock oLock(m_oLockTabelle);
+	AddItemNoLock(pScheduler);
+}
+
+void CVexScheduler::CScheduleThread::AddItemNoLock(CVexScheduler* pScheduler)
+{
+	if (!pScheduler)
+		return;
+	TEntry oEntry(CVexLocalTime(0), pScheduler);
+	if (!pScheduler->m_oInfo.GetNextTime(oEntry.first))
+		return;
+	// The table is sorted already.
+	m_aoSchedules.insert(std::upper_bound(m_aoSchedules.begin(), m_aoSchedules.end(), oEntry, NotLess), oEntry);
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebug,
+		[&](std::ostream& rStream)
+		{
+			rStream << "Neuer Scheduler aktiviert, Signalisierung =" << oEntry.first
+					<< " (SchedulerID=" << pScheduler->m_nScheduleID << ")" << eAdded;
+		});
+}
+
+void CVexScheduler::CScheduleThread::RemoveItem(int nScheduleID)
+{
+	const CHeldLock oLock(m_oLockTabelle);
+	const auto IsScheduler = [=](const TEntry& rEntry) { return rEntry.second->m_nScheduleID == nScheduleID; };
+	m_aoSchedules.erase(std::remove_if(m_aoSchedules.begin(), m_aoSchedules.end(), IsScheduler), m_aoSchedules.end());
+	VexTraceText(m_oTrace,
+		CVexTraceMsg::eDebug,
+		[=](std::ostream& rStream)
+		{ rStream << "Scheduler deaktiviert (SchedulerID=" << nScheduleID << ")" << eRemoved; });
+}
+
+bool CVexScheduler::CScheduleThread::NotLess(const TEntry& rLeft, const TEntry& rRight)
+{
+	return rLeft.first > rRight.first;
+}
+
+void CVexScheduler::CScheduleThread::Run()
+{
+	m_oTrace.AddMsg(CVexTraceMsg::eInfo, "Scheduler-Thread gestartet");
+	std::size_t nCount = 1;
+	// The pause of a second ends at once when termination is requested.
+	for (bool bEnd = IsTerminationRequested(); !bEnd && nCount != 0;
+		 bEnd = WaitWithoutSignals(m_oEventTermRequested, 1000))
+	{
+		const CVexLocalTime oNow = CVexLocalTime::CurrentLocalTime();
+		const CHeldLock oLock(m_oLockTabelle);
+		for (std::size_t i = m_aoSchedules.size(); i-- > 0;)
+		{
+			CVexLocalTime& rTime = m_aoSchedules[i].first;
+			if (rTime > oNow)
+				continue;
+			CVexScheduler& rScheduler = *m_aoSchedules[i].second;
+			rScheduler.SignalIndication();
+			// KEPT: in the very millisecond of the due time that time is the next one again.
+			// Test: CVexScheduleInfo.TimeOfThisMillisecondIsStillDueKept
+			const bool bMore = rScheduler.m_oInfo.GetNextTime(rTime);
+			VexTraceText(m_oTrace,
+				CVexTraceMsg::eDebug,
+				[&](std::ostream& rStream)
+				{
+					rStream << "Scheduler " << rScheduler.m_nScheduleID << ": Signalisierung";
+					if (bMore)
+						rStream << "=" << rTime << eNextTime;
+					else
+						rStream << " beendet" << eEnded;
+				});
+			if (!bMore)
+				m_aoSchedules.erase(m_aoSchedules.begin() + static_cast<std::ptrdiff_t>(i));
+		}
+		std::stable_sort(m_aoSchedules.begin(), m_aoSchedules.end(), NotLess);
+		nCount = m_aoSchedules.size();
+	}
+	m_oTrace.AddMsg(CVexTraceMsg::eInfo, "Scheduler-Thread wird beendet");
+}
+
+CVexScheduler::CScheduleThread::CVexTraceEx::CVexTraceEx()
+	: CVexTrace("CVexScheduler::CScheduleThread", nullptr, nullptr)
+{
+}
+
+CVexScheduler::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexScheduler", nullptr, nullptr) {}
+
+int CVexScheduler::GetId() const
+{
+	return m_nScheduleID;
+}
