@@ -17,7 +17,8 @@ namespace
 {
 const long long nTurnMs = 1000;
 
-typedef std::vector<std::shared_ptr<CVexDescriptor>> Sockets;
+typedef std::shared_ptr<CVexDescriptor> Socket;
+typedef std::vector<Socket> Sockets;
 
 long long NowMs()
 {
@@ -38,49 +39,57 @@ public:
 		return rOrder;
 	}
 
-	// The turn is granted at once if nobody has it.
-	void Enter(CTurn& rTurn)
+	// The turn is granted at once if nobody has it. bAgain: only if nobody else has entered it meanwhile.
+	void Enter(CTurn& rTurn, const Socket& poSocket, bool bAgain)
 	{
 		CVexMutexLock oLock(m_oLock);
-		m_apWaiting.push_back(&rTurn);
+		if (bAgain && rTurn.m_eState != CTurn::eOutside)
+			return;
+		if (rTurn.m_eState == CTurn::eRunning)
+		{
+			Stop(rTurn);
+			return;
+		}
+		rTurn.m_poSocket = poSocket;
+		if (rTurn.m_eState == CTurn::eOutside)
+		{
+			rTurn.m_eState = CTurn::eWaiting;
+			m_apWaiting.push_back(&rTurn);
+		}
 		if (!m_pHolder)
 			GrantNext();
-		else if (std::find(m_apoWatched.begin(), m_apoWatched.end(), rTurn.m_poSocket) == m_apoWatched.end())
+		else if (std::find(m_apoWatched.begin(), m_apoWatched.end(), poSocket) == m_apoWatched.end())
 			WakeHolder();
 	}
 
-	bool HasTurn(const CTurn& rTurn)
+	void Leave(CTurn& rTurn)
 	{
 		CVexMutexLock oLock(m_oLock);
-		return rTurn.m_bGranted;
+		if (rTurn.m_eState == CTurn::eRunning)
+			Stop(rTurn);
+		else if (rTurn.m_eState == CTurn::eGranted)
+			Release(rTurn);
+		else if (rTurn.m_eState == CTurn::eWaiting)
+		{
+			m_apWaiting.erase(std::find(m_apWaiting.begin(), m_apWaiting.end(), &rTurn));
+			PutOutside(rTurn);
+		}
 	}
 
-	// False if the turn was granted meanwhile.
-	bool Leave(CTurn& rTurn)
+	bool Begin(CTurn& rTurn)
 	{
 		CVexMutexLock oLock(m_oLock);
-		if (rTurn.m_bGranted)
+		if (rTurn.m_eState != CTurn::eGranted)
 			return false;
-		m_apWaiting.erase(std::find(m_apWaiting.begin(), m_apWaiting.end(), &rTurn));
+		rTurn.m_eState = CTurn::eRunning;
+		rTurn.m_bStop = false;
 		return true;
 	}
 
 	void End(CTurn& rTurn)
 	{
 		CVexMutexLock oLock(m_oLock);
-		rTurn.m_bGranted = false;
-		m_pHolder = nullptr;
-		m_apoWatched.clear();
-		GrantNext();
-	}
-
-	void Wake(CTurn& rTurn)
-	{
-		CVexMutexLock oLock(m_oLock);
-		if (m_pHolder == &rTurn)
-			WakeHolder();
-		else
-			rTurn.m_oGranted.Signal();
+		Release(rTurn);
 	}
 
 	// The holder's socket first, then those of all that wait, each once.
@@ -103,6 +112,27 @@ public:
 	}
 
 private:
+	void Stop(CTurn& rTurn) const
+	{
+		rTurn.m_bStop = true;
+		WakeHolder();
+	}
+
+	// Nobody looks at the socket any more: it is not kept longer than its users keep it.
+	static void PutOutside(CTurn& rTurn)
+	{
+		rTurn.m_eState = CTurn::eOutside;
+		rTurn.m_poSocket.reset();
+	}
+
+	void Release(CTurn& rTurn)
+	{
+		PutOutside(rTurn);
+		m_pHolder = nullptr;
+		m_apoWatched.clear();
+		GrantNext();
+	}
+
 	void AddWaiting(Sockets& rapoSockets) const
 	{
 		for (const CTurn* pTurn : m_apWaiting)
@@ -144,8 +174,8 @@ private:
 		m_apWaiting.erase(oNext);
 		m_apoWatched.assign(1, m_pHolder->m_poSocket);
 		m_pHolder->m_poSocket->m_nLastTurn = ++m_nTurns;
-		m_pHolder->m_bGranted = true;
-		m_pHolder->m_oGranted.Signal();
+		m_pHolder->m_eState = CTurn::eGranted;
+		m_pHolder->m_rGranted.Signal();
 	}
 
 	void WakeHolder() const
@@ -156,7 +186,9 @@ private:
 		}
 	}
 
-	CVexMutex m_oLock;    // guards all below but the descriptor, each turn's m_bGranted and each socket's m_nLastTurn
+	// Guards all below but the descriptor, each turn's state and socket, and each socket's m_nLastTurn. Granted turns are
+	// signalled with it held: their event may be gone behind it.
+	CVexMutex m_oLock;
 	CTurn* m_pHolder = nullptr;
 	std::deque<CTurn*> m_apWaiting;
 	Sockets m_apoWatched;    // what the holder looks at, or is about to
@@ -164,37 +196,29 @@ private:
 	CVexDescriptor m_oWake{ eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) };
 };
 
-CTurn::EResult CTurn::Wait(const std::shared_ptr<CVexDescriptor>& poSocket)
+void CTurn::Enter(const Socket& poSocket)
 {
-	m_poSocket = poSocket;
-	m_oGranted.Reset();
-	COrder& rOrder = COrder::Get();
-	rOrder.Enter(*this);
-	if (m_bStop)
-		m_oGranted.Signal();
-	do
-	{
-		m_oGranted.Wait(0xFFFFFFFF);
-		if (m_bStop && rOrder.Leave(*this))
-			return eStopped;
-	} while (!rOrder.HasTurn(*this));
-	const EResult eResult = WaitForClient();
-	// Nobody looks at it any more: the socket is not kept longer than its users keep it.
-	m_poSocket.reset();
-	if (eResult != eClient && eResult != eError)
-		End();
-	return eResult;
+	COrder::Get().Enter(*this, poSocket, false);
+}
+
+void CTurn::EnterAgain(const Socket& poSocket)
+{
+	COrder::Get().Enter(*this, poSocket, true);
+}
+
+void CTurn::Leave()
+{
+	COrder::Get().Leave(*this);
+}
+
+bool CTurn::Begin()
+{
+	return COrder::Get().Begin(*this);
 }
 
 void CTurn::End()
 {
 	COrder::Get().End(*this);
-}
-
-void CTurn::Stop()
-{
-	m_bStop = true;
-	COrder::Get().Wake(*this);
 }
 
 CTurn::EResult CTurn::WaitForClient()

@@ -11,43 +11,58 @@
 
 namespace VexListenTurns
 {
-// One listening connection's place in the order. Belongs to the thread that calls Wait(). Not hidden like other
-// internals: the connect thread of CVexTCPIPBase has one.
+// One listening connection's place in the order. Whoever asks for the turn takes the place; the owner's thread sleeps on
+// until the turn has come. Not hidden like other internals: the connect thread of CVexTCPIPBase has one.
 class CTurn
 {
 public:
 	enum EResult
 	{
-		eClient,     // the socket has a client; the turn goes on until End()
+		eClient,     // the socket has a client
 		eNothing,    // not within this turn
-		eError,      // the socket is of no use; the turn goes on until End()
+		eError,      // the socket is of no use
 		eStopped
 	};
 
-	CTurn() = default;
+	// rGranted is signalled when the turn has come. It is the caller's and outlives the object.
+	explicit CTurn(CVexEvent& rGranted) : m_rGranted(rGranted) {}
+	~CTurn() { Leave(); }
 	CTurn(const CTurn&) = delete;
 	CTurn& operator=(const CTurn&) = delete;
 
-	// Waits until it is this connection's turn and then up to a second for a client. Whoever has the turn watches the
-	// sockets of those who wait behind it, too, and ends its turn at once when one of them has a client.
-	EResult Wait(const std::shared_ptr<CVexDescriptor>& poSocket);
+	// From any thread. A turn that the owner has at the moment is stopped: its owner enters again.
+	void Enter(const std::shared_ptr<CVexDescriptor>& poSocket);
+
+	// For the owner behind a turn: nothing happens if somebody has entered already.
+	void EnterAgain(const std::shared_ptr<CVexDescriptor>& poSocket);
+
+	// From any thread: gives the place up. A turn that the owner has at the moment is stopped.
+	void Leave();
+
+	// These are for the owner's thread.
+
+	// False unless the turn has come; it goes on until End().
+	bool Begin();
+
+	// Waits up to a second for a client, but ends at once when another socket has one.
+	EResult WaitForClient();
 
 	void End();
-
-	// From any thread: the wait that is under way, or the next one, ends at once.
-	void Stop();
-
-	// A stop that came before does not count any more.
-	void Prepare() { m_bStop = false; }
 
 private:
 	friend class COrder;
 
-	EResult WaitForClient();
+	// Guarded by the order's lock.
+	enum
+	{
+		eOutside,
+		eWaiting,
+		eGranted,
+		eRunning    // its owner has begun the turn
+	} m_eState = eOutside;
+	std::shared_ptr<CVexDescriptor> m_poSocket;    // changed by the owner alone while the turn is running
 
-	std::shared_ptr<CVexDescriptor> m_poSocket;
-	CVexEvent m_oGranted;
-	bool m_bGranted = false;    // guarded by the order's lock
+	CVexEvent& m_rGranted;
 	std::atomic<bool> m_bStop{ false };
 };
 }    // namespace VexListenTurns

@@ -177,6 +177,7 @@ public:
 	{
 		Quit();
 		Terminate();
+		m_oTurn.Leave();
 		Deregister(m_oServerSocket);
 	}
 	CConnectThread(const CConnectThread&) = delete;
@@ -185,7 +186,7 @@ public:
 	void Quit()
 	{
 		m_bQuit = true;
-		m_oTurn.Stop();
+		m_oTurn.Leave();
 		m_oStartConnecting.Signal();
 	}
 
@@ -197,6 +198,10 @@ public:
 	bool IsCurrent() const { return IsOwnThread(); }
 
 	ERetCode SetConnectionParameter(const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest);
+
+	// Begins with the request that was set.
+	void Begin();
+
 	void Run() override;
 
 	CVexTraceEx m_oTrace;
@@ -223,7 +228,7 @@ private:
 	// What the thread works on: a copy, as the owner may set the next request meanwhile.
 	struct SRequest
 	{
-		unsigned m_nNumber = 0;
+		unsigned m_nNumber = 0;    // 0: there is none, or it is over
 		bool m_bActive = true;
 		sockaddr_in m_oRemoteAddr = {};
 		Descriptor m_poSocket;    // to connect or to listen on; null if it was closed meanwhile
@@ -239,20 +244,18 @@ private:
 	ERetCode PreparePassive(const Descriptor& poSocket);
 	SRequest GetRequest() const;
 	bool IsOver(const SRequest& rRequest) const;
-	bool IsOverLocked(const SRequest& rRequest) const;
 	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
 	int AcceptAndClaim(const SRequest& rRequest);
 	void IndicateConnected(int nSocket);
 	void Connect(const SRequest& rRequest);
 	static bool ConnectSocket(const SRequest& rRequest);
 	void Accept(const SRequest& rRequest);
-	void AcceptClient(const SRequest& rRequest);
 	void FailToAccept(const SRequest& rRequest);
 
 	unsigned m_nRequest = 0;    // 0: none, or it has been answered; guarded by the connection's m_oLock
 	std::atomic<bool> m_bIndicating{ false };
 	CVexEvent m_oIndicated;
-	VexListenTurns::CTurn m_oTurn;
+	VexListenTurns::CTurn m_oTurn{ m_oStartConnecting };
 };
 
 // Receives what the connection's socket brings.
@@ -480,7 +483,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 		CVexTraceMsg::eDebug,
 		[](std::ostream& rStream)
 		{ rStream << "Signalling event STARTCONNECTING (Connect-Request)" << SLocation{ __LINE__ }; });
-	m_poConnectThread->m_oStartConnecting.Signal();
+	m_poConnectThread->Begin();
 	if (nTimeout == -2)
 	{
 		VexTraceText(m_oTrace,
@@ -742,8 +745,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 		m_bActive = bActive;
 		m_oRemoteAddr = oAddress;
 	}
-	if (poOldSocket)
-		m_oTurn.Stop();
+	m_oTurn.Leave();
 	if (bActive)
 		Deregister(poOldSocket);
 	const ERetCode eResult =
@@ -818,20 +820,15 @@ CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetReques
 {
 	SRequest oRequest;
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
-	oRequest.m_nNumber = m_nRequest;
+	oRequest.m_nNumber = m_nRequest == m_poBaseClass->m_nRequest ? m_nRequest : 0;
 	oRequest.m_bActive = m_bActive;
 	oRequest.m_oRemoteAddr = m_oRemoteAddr;
 	oRequest.m_poSocket = m_bActive ? m_poBaseClass->m_poDescriptor : m_oServerSocket;
 	return oRequest;
 }
 
+// With the connection's lock.
 bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
-{
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);
-	return IsOverLocked(rRequest);
-}
-
-bool CVexTCPIPBase::CConnectThread::IsOverLocked(const SRequest& rRequest) const
 {
 	return m_nRequest != rRequest.m_nNumber || m_poBaseClass->m_nRequest != rRequest.m_nNumber;
 }
@@ -841,7 +838,7 @@ bool CVexTCPIPBase::CConnectThread::IsOverLocked(const SRequest& rRequest) const
 bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descriptor& poConnected)
 {
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
-	if (IsOverLocked(rRequest))
+	if (IsOver(rRequest))
 		return false;
 	m_nRequest = 0;
 	m_poBaseClass->m_poClaimed = poConnected;
@@ -874,13 +871,13 @@ void CVexTCPIPBase::CConnectThread::Run()
 		m_oStartConnecting.Wait(0xFFFFFFFF);
 		if (m_bQuit)
 			return;
+		const bool bTurn = m_oTurn.Begin();
 		const SRequest oRequest = GetRequest();
-		if (oRequest.m_nNumber == 0)
-			continue;    // a signal left over from an earlier request
-		if (oRequest.m_bActive)
-			Connect(oRequest);
-		else
+		// Otherwise the signal is left over from an earlier request.
+		if (bTurn)
 			Accept(oRequest);
+		else if (oRequest.m_bActive && oRequest.m_nNumber != 0)
+			Connect(oRequest);
 	}
 }
 
@@ -930,41 +927,34 @@ bool CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
 	return nError == 0 || nError == EISCONN;
 }
 
-void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
+// A thread that would only wait for its turn is not woken before that has come.
+void CVexTCPIPBase::CConnectThread::Begin()
 {
-	m_oTurn.Prepare();
-	// Whoever stops the turn has told why before.
-	if (m_bQuit || IsOver(rRequest))
-		return;
-	switch (m_oTurn.Wait(rRequest.m_poSocket))
-	{
-	case VexListenTurns::CTurn::eStopped:
-		return;
-	case VexListenTurns::CTurn::eNothing:
+	const SRequest oRequest = GetRequest();
+	if (oRequest.m_bActive)
 		m_oStartConnecting.Signal();
-		return;
-	case VexListenTurns::CTurn::eClient:
-		AcceptClient(rRequest);
-		return;
-	case VexListenTurns::CTurn::eError:
-		FailToAccept(rRequest);
-		return;
-	}
+	else if (oRequest.m_nNumber != 0)
+		m_oTurn.Enter(oRequest.m_poSocket);
 }
 
-void CVexTCPIPBase::CConnectThread::AcceptClient(const SRequest& rRequest)
+// With the turn begun, perhaps for a request that is over by now.
+void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 {
-	const int nSocket = AcceptAndClaim(rRequest);
-	if (nSocket < 0 && IsOwnFault(errno))
-	{
-		FailToAccept(rRequest);
-		return;
-	}
+	using VexListenTurns::CTurn;
+	const bool bPassive = !rRequest.m_bActive && rRequest.m_nNumber != 0;
+	const CTurn::EResult eResult = bPassive && !m_bQuit ? m_oTurn.WaitForClient() : CTurn::eStopped;
+	const int nSocket = eResult == CTurn::eClient ? AcceptAndClaim(rRequest) : -1;
+	const bool bFailed = eResult == CTurn::eError || (eResult == CTurn::eClient && nSocket < 0 && IsOwnFault(errno));
 	// The turn goes on over the indication: clients are reported one after the other in the whole process.
 	if (nSocket >= 0)
 		IndicateConnected(nSocket);
 	m_oTurn.End();
-	if (nSocket < 0)
+	if (bFailed)
+		FailToAccept(rRequest);
+	const SRequest oNext = GetRequest();
+	if (!oNext.m_bActive && oNext.m_nNumber != 0)
+		m_oTurn.EnterAgain(oNext.m_poSocket);
+	else if (oNext.m_nNumber != 0)
 		m_oStartConnecting.Signal();
 }
 
@@ -973,8 +963,7 @@ int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
 {
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
 	errno = EAGAIN;
-	const int nSocket =
-		IsOverLocked(rRequest) ? -1 : accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
+	const int nSocket = IsOver(rRequest) ? -1 : accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
 	if (nSocket >= 0)
 	{
 		m_nRequest = 0;
@@ -986,7 +975,6 @@ int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
 // No descriptors left, as a rule: the client stays in the queue, and trying at once would only burn the processor.
 void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
 {
-	m_oTurn.End();
 	Sleep(0, 50);
 	if (Claim(rRequest, nullptr))
 		m_poBaseClass->ConInd(false, rRequest.m_poSocket->Get());
