@@ -1,5 +1,7 @@
 #include "VexListenTurnsInternal.h"
 
+#include "VexSignalHoldInternal.h"
+
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <time.h>
@@ -42,7 +44,7 @@ public:
 	// The turn is granted at once if nobody has it. bAgain: only if nobody else has entered it meanwhile.
 	void Enter(CTurn& rTurn, const Socket& poSocket, bool bAgain)
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		if (bAgain && rTurn.m_eState != CTurn::eOutside)
 			return;
 		if (rTurn.m_eState == CTurn::eRunning)
@@ -64,7 +66,7 @@ public:
 
 	void Leave(CTurn& rTurn)
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		if (rTurn.m_eState == CTurn::eRunning)
 			Stop(rTurn);
 		else if (rTurn.m_eState == CTurn::eGranted)
@@ -73,12 +75,14 @@ public:
 		{
 			m_apWaiting.erase(std::find(m_apWaiting.begin(), m_apWaiting.end(), &rTurn));
 			PutOutside(rTurn);
+			// The holder lets the socket go, too, if nobody waits at it any more.
+			WakeHolder();
 		}
 	}
 
 	bool Begin(CTurn& rTurn)
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		if (rTurn.m_eState != CTurn::eGranted)
 			return false;
 		rTurn.m_eState = CTurn::eRunning;
@@ -88,25 +92,32 @@ public:
 
 	void End(CTurn& rTurn)
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		Release(rTurn);
 	}
 
 	// The holder's socket first, then those of all that wait, each once.
 	Sockets Watch(const CTurn& rHolder)
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		m_apoWatched.assign(1, rHolder.m_poSocket);
 		AddWaiting(m_apoWatched);
 		return m_apoWatched;
 	}
 
-	int GetWakeDescriptor() const { return m_oWake.Get(); }
+	// -1 while the process has no descriptor left for it.
+	int GetWakeDescriptor()
+	{
+		VexSignalHold::CTraceLock oLock(m_oLock);
+		if (m_nWake < 0)
+			m_nWake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+		return m_nWake;
+	}
 
-	void TakeWake() const
+	static void TakeWake(int nWake)
 	{
 		std::uint64_t nCount = 0;
-		while (read(m_oWake.Get(), &nCount, sizeof nCount) < 0 && errno == EINTR)
+		while (read(nWake, &nCount, sizeof nCount) < 0 && errno == EINTR)
 		{
 		}
 	}
@@ -181,7 +192,7 @@ private:
 	void WakeHolder() const
 	{
 		const std::uint64_t nOne = 1;
-		while (write(m_oWake.Get(), &nOne, sizeof nOne) < 0 && errno == EINTR)
+		while (write(m_nWake, &nOne, sizeof nOne) < 0 && errno == EINTR)
 		{
 		}
 	}
@@ -193,7 +204,7 @@ private:
 	std::deque<CTurn*> m_apWaiting;
 	Sockets m_apoWatched;    // what the holder looks at, or is about to
 	std::uint64_t m_nTurns = 0;
-	CVexDescriptor m_oWake{ eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) };
+	int m_nWake = -1;    // wakes the holder; made when it is needed first
 };
 
 void CTurn::Enter(const Socket& poSocket)
@@ -227,12 +238,13 @@ CTurn::EResult CTurn::WaitForClient()
 	const long long nEnd = NowMs() + nTurnMs;
 	while (!m_bStop)
 	{
+		const int nWake = rOrder.GetWakeDescriptor();
 		const Sockets apoSockets = rOrder.Watch(*this);
 		std::vector<pollfd> aoPoll;
 		aoPoll.reserve(apoSockets.size() + 1);
 		for (const auto& rpoSocket : apoSockets)
 			aoPoll.push_back({ rpoSocket->Get(), POLLIN, 0 });
-		aoPoll.push_back({ rOrder.GetWakeDescriptor(), POLLIN, 0 });
+		aoPoll.push_back({ nWake, POLLIN, 0 });
 		const int nReady = poll(aoPoll.data(), aoPoll.size(), static_cast<int>(std::max(nEnd - NowMs(), 0LL)));
 		if (nReady < 0 && errno != EINTR)
 			return eError;
@@ -244,7 +256,7 @@ CTurn::EResult CTurn::WaitForClient()
 			return aoPoll[0].revents == POLLIN ? eClient : eError;
 		if (aoPoll.back().revents == 0)
 			return eNothing;    // another socket has a client: its turn is next
-		rOrder.TakeWake();
+		COrder::TakeWake(nWake);
 	}
 	return eStopped;
 }

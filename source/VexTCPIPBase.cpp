@@ -3,6 +3,7 @@
 #include "VexDescriptorInternal.h"
 #include "VexImmortalInternal.h"
 #include "VexListenTurnsInternal.h"
+#include "VexSignalHoldInternal.h"
 #include "VexThread.h"
 #include "VexTraceTextInternal.h"
 
@@ -18,13 +19,15 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <iostream>
 
 namespace
 {
 const std::size_t nReceiveBlock = 1024;
-const unsigned int nSlowIndicationMs = 1000;
+const unsigned int nIndicationPollMs = 10;
+const std::size_t nMaxUnreachable = 1048576;
 const std::size_t nCutOff = 65536;    // so much taken data, at least, is cut off the buffer at once
 
 typedef std::shared_ptr<CVexDescriptor> Descriptor;
@@ -100,12 +103,13 @@ bool Listen(const Descriptor& poSocket, const sockaddr_in& rAddress)
 		listen(poSocket->Get(), 128) == 0;
 }
 
-bool IsSendLimited(int nSocket)
+// The time limit that a program has set on sending; 0 if there is none.
+std::chrono::microseconds GetSendLimit(int nSocket)
 {
 	timeval oLimit = {};
 	socklen_t nLength = sizeof oLimit;
-	return getsockopt(nSocket, SOL_SOCKET, SO_SNDTIMEO, &oLimit, &nLength) == 0 &&
-		(oLimit.tv_sec != 0 || oLimit.tv_usec != 0);
+	getsockopt(nSocket, SOL_SOCKET, SO_SNDTIMEO, &oLimit, &nLength);
+	return std::chrono::seconds(oLimit.tv_sec) + std::chrono::microseconds(oLimit.tv_usec);
 }
 
 unsigned int Deadline(int nTimeout)
@@ -145,12 +149,23 @@ std::uint32_t GetTelegramTotal(
 	return (Byte(pData[3]) << 24 | Byte(pData[2]) << 16 | Byte(pData[1]) << 8 | Byte(pData[0])) + 4u;
 }
 
-// Errors of accept() that are the process's or the socket's own. The others tell of a client that has left again, or of
-// its network (accept(2)).
-bool IsOwnFault(int nError)
+// Errors of accept() that tell of a client that has left again, or of its network (accept(2)). All others are the
+// process's or the socket's own.
+bool IsClientsFault(int nError)
 {
-	const int anOwn[] = { EMFILE, ENFILE, ENOBUFS, ENOMEM, EBADF, EINVAL, ENOTSOCK, EOPNOTSUPP };
-	return std::find(std::begin(anOwn), std::end(anOwn), nError) != std::end(anOwn);
+	const int anClients[] = { EAGAIN,
+		EWOULDBLOCK,
+		EINTR,
+		ECONNABORTED,
+		ENETDOWN,
+		EPROTO,
+		ENOPROTOOPT,
+		EHOSTDOWN,
+		ENONET,
+		EHOSTUNREACH,
+		EOPNOTSUPP,
+		ENETUNREACH };
+	return std::find(std::begin(anClients), std::end(anClients), nError) != std::end(anClients);
 }
 
 // A total that can never be cut: 0, or negative as a signed number.
@@ -192,8 +207,13 @@ public:
 
 	virtual void SetTraceName(const char* szName) { m_oTrace.SetName(szName, nullptr); }
 
-	// Blocks while ConInd(true) runs. For the read thread, so that the end of a connection is told behind its begin.
+	// Blocks while ConInd() runs on this thread. For the read thread, so that the end of a connection is told behind its
+	// begin.
 	void AwaitIndicated();
+
+	// The outcome of this request, or of any one, is being told.
+	bool IsIndicating(unsigned nRequest) const { return m_nIndicating == nRequest; }
+	bool IsIndicating() const { return m_nIndicating != 0; }
 
 	bool IsCurrent() const { return IsOwnThread(); }
 
@@ -246,14 +266,16 @@ private:
 	bool IsOver(const SRequest& rRequest) const;
 	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
 	int AcceptAndClaim(const SRequest& rRequest);
-	void IndicateConnected(int nSocket);
+	void Indicate(bool bConnected, int nSocket);
 	void Connect(const SRequest& rRequest);
 	static bool ConnectSocket(const SRequest& rRequest);
 	void Accept(const SRequest& rRequest);
 	void FailToAccept(const SRequest& rRequest);
 
 	unsigned m_nRequest = 0;    // 0: none, or it has been answered; guarded by the connection's m_oLock
-	std::atomic<bool> m_bIndicating{ false };
+	std::atomic<unsigned> m_nIndicating{
+		0
+	};    // the request whose outcome is claimed; set under the connection's m_oLock
 	CVexEvent m_oIndicated;
 	VexListenTurns::CTurn m_oTurn{ m_oStartConnecting };
 };
@@ -296,6 +318,7 @@ public:
 
 private:
 	bool Read();
+	void ReportEnd();
 };
 
 std::atomic<int> CVexTCPIPBase::m_nInstances{ 0 };
@@ -364,9 +387,11 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 			CVexMutexLock oLock(m_oLock);
 			Descriptor poConnected;
 			poConnected.swap(m_poClaimed);
-			if (!poConnected || poConnected->Get() != nSocket)
-				poConnected = std::make_shared<CVexDescriptor>(nSocket);
-			m_poDescriptor = poConnected;
+			// A socket that is new to this class was made by a deriving one.
+			if (poConnected && poConnected->Get() == nSocket)
+				m_poDescriptor = poConnected;
+			else if (!m_poDescriptor || m_poDescriptor->Get() != nSocket)
+				m_poDescriptor = std::make_shared<CVexDescriptor>(nSocket);
 			m_oSocket = nSocket;
 			m_eState = eConnected;
 			m_oConnected.Signal();
@@ -511,18 +536,17 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 
 bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout)
 {
-	if (m_oConnected.Wait(Deadline(nTimeout)))
-		return !m_bEnding;
+	bool bConnected = m_oConnected.Wait(Deadline(nTimeout));
+	// The outcome is there, but an override of ConInd() takes its time before it calls the base version.
+	while (!bConnected && !m_bEnding && IsBeingIndicated(nRequest))
+		bConnected = m_oConnected.Wait(nIndicationPollMs);
 	Descriptor poDescriptor;
-	bool bIndicating = false;
 	{
 		CVexMutexLock oLock(m_oLock);
-		bIndicating = m_poClaimed != nullptr;
-		// Connected meanwhile.
-		if (!bIndicating && m_oConnected.Wait(0))
-			return !m_bEnding;
+		// Connected at the last moment.
+		bConnected = bConnected || m_oConnected.Wait(0);
 		// Unless an indication has asked for the next connection already.
-		if (!bIndicating && m_nRequest == nRequest)
+		if (!bConnected && m_nRequest == nRequest)
 		{
 			m_eState = eDisconnected;
 			// A passive connection goes on listening.
@@ -533,10 +557,13 @@ bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout
 	}
 	if (poDescriptor)
 		poDescriptor->ShutDown();
-	// The connection stands, but an override of ConInd() takes its time before it calls the base version.
-	if (bIndicating)
-		m_oConnected.Wait(nSlowIndicationMs);
-	return bIndicating && !m_bEnding;
+	return bConnected && !m_bEnding;
+}
+
+bool CVexTCPIPBase::IsBeingIndicated(unsigned nRequest) const
+{
+	CVexMutexLock oLock(m_oLock);
+	return m_poConnectThread->IsIndicating(nRequest) && m_nRequest == nRequest && m_eState == eConnecting;
 }
 
 // Everything of a connect request up to the signal for the connect thread.
@@ -621,24 +648,34 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 
 CVexTCPIPBase::ERetCode CVexTCPIPBase::DataReq(const char* pData, int nLen, int)
 {
+	std::size_t nDone = 0;
+	return nLen < 0 ? eSocketError : SendBlock(pData, static_cast<std::size_t>(nLen), nDone);
+}
+
+// One send. What a signal has cut short is taken up again; what a time limit on the socket has cut short, or a socket
+// that a program has made non-blocking, counts as it is. rnDone: the bytes that were sent.
+CVexTCPIPBase::ERetCode CVexTCPIPBase::SendBlock(const char* pData, std::size_t nLen, std::size_t& rnDone)
+{
+	typedef std::chrono::steady_clock CClock;
+	rnDone = 0;
 	if (m_eState != eConnected)
 		return eCallNotAllowed;
 	const Descriptor poDescriptor = GetDescriptor();
-	if (!poDescriptor || !pData || nLen < 0)
+	if (!poDescriptor || (!pData && nLen > 0))
 		return eSocketError;
-	std::size_t nDone = 0;
-	const std::size_t nAll = static_cast<std::size_t>(nLen);
-	do
+	const CClock::time_point oBegin = CClock::now();
+	for (;;)
 	{
-		const ssize_t nSent = send(poDescriptor->Get(), pData + nDone, nAll - nDone, MSG_NOSIGNAL);
-		if (nSent < 0 && errno == EINTR)
-			continue;
-		if (nSent < 0)
-			return nDone > 0 && IsSendLimited(poDescriptor->Get()) ? eOK : eSocketError;
-		nDone += static_cast<std::size_t>(nSent);
-		// Short because of a signal: taken up again. With a time limit on the socket it counts as it is.
-	} while (nDone < nAll && !IsSendLimited(poDescriptor->Get()));
-	return eOK;
+		const ssize_t nSent = send(poDescriptor->Get(), pData + rnDone, nLen - rnDone, MSG_NOSIGNAL);
+		if (nSent < 0 && errno != EINTR)
+			return rnDone > 0 && errno == EAGAIN ? eOK : eSocketError;
+		rnDone += static_cast<std::size_t>(std::max<ssize_t>(nSent, 0));
+		if (rnDone >= nLen)
+			return eOK;
+		const auto oLimit = GetSendLimit(poDescriptor->Get());
+		if (oLimit.count() != 0 && CClock::now() - oBegin >= oLimit)
+			return rnDone > 0 ? eOK : eSocketError;
+	}
 }
 
 // Listening sockets
@@ -664,7 +701,7 @@ Descriptor CVexTCPIPBase::CConnectThread::Register(
 	} eResult = eShared;
 	Descriptor poSocket;
 	{
-		CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
+		VexSignalHold::CTraceLock oLock(m_oLockSocketTable.m_oObject);
 		poSocket = Share(sIPAddress, nPort);
 		// Behind the search: clients that wait at the same port stay in its queue.
 		RemoveUser(poOldSocket);
@@ -718,7 +755,7 @@ void CVexTCPIPBase::CConnectThread::RemoveUser(const Descriptor& poSocket)
 
 void CVexTCPIPBase::CConnectThread::Deregister(const Descriptor& poSocket)
 {
-	CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
+	VexSignalHold::CTraceLock oLock(m_oLockSocketTable.m_oObject);
 	RemoveUser(poSocket);
 }
 
@@ -841,16 +878,16 @@ bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descri
 	if (IsOver(rRequest))
 		return false;
 	m_nRequest = 0;
+	m_nIndicating = rRequest.m_nNumber;
 	m_poBaseClass->m_poClaimed = poConnected;
 	return true;
 }
 
 // With the request claimed.
-void CVexTCPIPBase::CConnectThread::IndicateConnected(int nSocket)
+void CVexTCPIPBase::CConnectThread::Indicate(bool bConnected, int nSocket)
 {
-	m_bIndicating = true;
-	m_poBaseClass->ConInd(true, nSocket);
-	m_bIndicating = false;
+	m_poBaseClass->ConInd(bConnected, nSocket);
+	m_nIndicating = 0;
 	m_oIndicated.Signal();
 	// Still there if an override does not call the base version.
 	Descriptor poConnected;
@@ -860,7 +897,7 @@ void CVexTCPIPBase::CConnectThread::IndicateConnected(int nSocket)
 
 void CVexTCPIPBase::CConnectThread::AwaitIndicated()
 {
-	while (m_bIndicating)
+	while (IsIndicating())
 		m_oIndicated.Wait(0xFFFFFFFF);
 }
 
@@ -893,13 +930,13 @@ void CVexTCPIPBase::CConnectThread::Connect(const SRequest& rRequest)
 			CVexTraceMsg::eDebugL2,
 			[&](std::ostream& rStream)
 			{ rStream << "connect to socket " << SVexHex{ nSocket } << " successful." << SLocation{ __LINE__ }; });
-		IndicateConnected(nSocket);
+		Indicate(true, nSocket);
 		return;
 	}
 	VexTraceText(m_oTrace,
 		CVexTraceMsg::eError,
 		[&](std::ostream& rStream) { rStream << "connect to socket " << SVexHex{ nSocket } << " failed."; });
-	m_poBaseClass->ConInd(false, nSocket);
+	Indicate(false, nSocket);
 	Sleep(0, 5);
 }
 
@@ -917,11 +954,11 @@ bool CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
 		nError = connect(nSocket, pAddress, sizeof rRequest.m_oRemoteAddr) == 0 ? 0 : errno;
 		if (nError != EINPROGRESS && nError != EALREADY && nError != EINTR)
 			break;
-		// A look a second: a shutdown in the instant before connect() wakes nobody.
-		pollfd oPoll = { nSocket, POLLOUT, 0 };
-		poll(&oPoll, 1, 1000);
+		// A shutdown before connect() wakes nobody, but can be seen; one behind this look ends the wait.
 		if (rRequest.m_poSocket->IsShutDown())
 			return false;
+		pollfd oPoll = { nSocket, POLLOUT, 0 };
+		poll(&oPoll, 1, -1);
 	}
 	SetBlocking(nSocket, true);
 	return nError == 0 || nError == EISCONN;
@@ -944,10 +981,11 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 	const bool bPassive = !rRequest.m_bActive && rRequest.m_nNumber != 0;
 	const CTurn::EResult eResult = bPassive && !m_bQuit ? m_oTurn.WaitForClient() : CTurn::eStopped;
 	const int nSocket = eResult == CTurn::eClient ? AcceptAndClaim(rRequest) : -1;
-	const bool bFailed = eResult == CTurn::eError || (eResult == CTurn::eClient && nSocket < 0 && IsOwnFault(errno));
+	const bool bFailed =
+		eResult == CTurn::eError || (eResult == CTurn::eClient && nSocket < 0 && !IsClientsFault(errno));
 	// The turn goes on over the indication: clients are reported one after the other in the whole process.
 	if (nSocket >= 0)
-		IndicateConnected(nSocket);
+		Indicate(true, nSocket);
 	m_oTurn.End();
 	if (bFailed)
 		FailToAccept(rRequest);
@@ -967,6 +1005,7 @@ int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
 	if (nSocket >= 0)
 	{
 		m_nRequest = 0;
+		m_nIndicating = rRequest.m_nNumber;
 		m_poBaseClass->m_poClaimed = std::make_shared<CVexDescriptor>(nSocket);
 	}
 	return nSocket;
@@ -977,7 +1016,7 @@ void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
 {
 	Sleep(0, 50);
 	if (Claim(rRequest, nullptr))
-		m_poBaseClass->ConInd(false, rRequest.m_poSocket->Get());
+		Indicate(false, rRequest.m_poSocket->Get());
 }
 
 // False: no more, the connection is being destroyed.
@@ -1005,16 +1044,30 @@ void CVexTCPIPBase::CReadThread::Run()
 {
 	while (!m_bQuit)
 	{
-		if (m_poBaseClass->m_eState == eConnected && Read())
-			continue;
+		// Read once: a connection that is made meanwhile has not ended.
 		const EConState eState = m_poBaseClass->m_eState;
+		if (eState == eConnected && Read())
+			continue;
 		if (eState == eConnected || eState == eDisconnecting)
-		{
-			m_poBaseClass->m_poConnectThread->AwaitIndicated();
-			m_poBaseClass->ConInd(false, -1);
-		}
+			ReportEnd();
 		m_oStartReading.Wait(0xFFFFFFFF);
 	}
+}
+
+void CVexTCPIPBase::CReadThread::ReportEnd()
+{
+	CConnectThread& rConnectThread = *m_poBaseClass->m_poConnectThread;
+	if (rConnectThread.IsIndicating())
+	{
+		// What ConInd(true) still does may depend on the state.
+		{
+			CVexMutexLock oLock(m_poBaseClass->m_oLock);
+			if (m_poBaseClass->m_eState == eConnected)
+				m_poBaseClass->m_eState = eDisconnecting;
+		}
+		rConnectThread.AwaitIndicated();
+	}
+	m_poBaseClass->ConInd(false, -1);
 }
 
 // One block; false if the connection has ended. Waits in recv() itself, which returns when the socket is shut down.
@@ -1023,12 +1076,18 @@ bool CVexTCPIPBase::CReadThread::Read()
 	const Descriptor poSocket = m_poBaseClass->GetDescriptor();
 	char acBlock[nReceiveBlock];
 	const ssize_t nLength = poSocket ? recv(poSocket->Get(), acBlock, sizeof acBlock, 0) : -1;
+	const int nError = errno;
 	if (nLength > 0 && m_poBaseClass->BaseDataInd(acBlock, static_cast<std::size_t>(nLength)))
 		return true;
-	if (nLength < 0 && poSocket && errno == EINTR)
+	if (nLength < 0 && poSocket && (nError == EINTR || nError == EAGAIN))
+	{
+		// EAGAIN: a program has made the socket non-blocking, or set a time limit on it.
+		pollfd oPoll = { poSocket->Get(), POLLIN, 0 };
+		poll(&oPoll, 1, nError == EAGAIN ? -1 : 0);
 		return true;
-	// Not when it was asked for.
-	if (nLength == 0 && m_poBaseClass->m_eState != eDisconnecting)
+	}
+	// Not when the program itself has ended it.
+	if (nLength == 0 && !poSocket->IsShutDown())
 		VexTraceText(m_oTrace,
 			CVexTraceMsg::eDebug,
 			[&](std::ostream& rStream)
@@ -1040,15 +1099,13 @@ bool CVexTCPIPBase::CReadThread::Read()
 	return false;
 }
 
-// False: there is no memory for more, and the connection ends.
-bool CVexTCPIPBase::Keep(const char* pData, std::size_t nLen)
+// False: there is no memory for it, and the connection ends.
+template <class TAction>
+bool CVexTCPIPBase::IsInMemory(TAction oAction)
 {
 	try
 	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
-		m_aRecvBuffer.append(pData, nLen);
-		if (m_eTelegramLengthFormat == eRawData)
-			CheckMatchingEvent();
+		oAction();
 		return true;
 	}
 	catch (const std::exception&)
@@ -1062,26 +1119,38 @@ bool CVexTCPIPBase::Keep(const char* pData, std::size_t nLen)
 
 bool CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
 {
-	if (!Keep(pData, nLen))
+	const auto Keep = [&]
+	{
+		CVexMutexLock oLock(m_oRecvBufferMutex);
+		m_aRecvBuffer.append(pData, nLen);
+		if (m_eTelegramLengthFormat == eRawData)
+			CheckMatchingEvent();
+	};
+	if (!IsInMemory(Keep))
 		return false;
 	if (m_eTelegramLengthFormat != eRawData)
-		DataIndTelegramMode(pData, nLen);
-	else
-		DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
+		return DataIndTelegramMode(pData, nLen);
+	DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
 	return true;
 }
 
-void CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
+bool CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
 {
 	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
 	if (eFormat != eByteData && eFormat != eWordData && eFormat != eLongData)
 	{
 		DataInd(reinterpret_cast<const unsigned char*>(pData), static_cast<int>(nLen));
-		return;
+		return true;
 	}
 	std::string sTelegram;
-	while (TakeTelegram(sTelegram))
+	bool bFound = false;
+	while (IsInMemory([&] { bFound = TakeTelegram(sTelegram); }))
+	{
+		if (!bFound)
+			return true;
 		DataInd(reinterpret_cast<const unsigned char*>(sTelegram.data()), static_cast<int>(sTelegram.size()));
+	}
+	return false;
 }
 
 bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
@@ -1091,6 +1160,9 @@ bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
 	if (GetUnread() < static_cast<std::size_t>(eFormat) || eFormat == eRawData)
 		return false;
 	const std::uint32_t nTotal = GetTelegramTotal(m_aRecvBuffer.data() + m_nTaken, eFormat, m_eTelegramByteOrder);
+	// Nothing is ever cut any more: what comes is not piled up without end.
+	if (IsUnreachable(nTotal) && GetUnread() > nMaxUnreachable)
+		m_aRecvBuffer.resize(m_nTaken + nMaxUnreachable);
 	if (IsUnreachable(nTotal) || GetUnread() < nTotal)
 		return false;
 	TakeUnread(nTotal, rsTelegram);

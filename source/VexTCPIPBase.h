@@ -21,7 +21,8 @@ class CVexDescriptor;
 //           thread. ConInd() runs on the connect thread (connected) or the read thread (disconnected), DataInd() on the
 //           read thread. Both may call DataReq() and DisconnectReq(), which does not wait there; DataInd() must not
 //           wait in WaitForData(), and none of them may run the destructor. ConInd(false) comes behind the return of
-//           the ConInd(true) of the same connection.
+//           the ConInd(true) of the same connection, but the next request may begin, and its ConInd(true) may run, as soon
+//           as the base version has told the end.
 // Buffer:   in raw mode it keeps all that was received until WaitForData() takes it or the next connect request
 //           empties it. A class that only overrides DataInd() calls WaitForData(nLen, ..., 0) there: the block is in the
 //           buffer already, so that nothing is waited for.
@@ -101,7 +102,7 @@ public:
 	virtual void ConInd(bool bConnected, int nSocket);
 
 	// Connects (bActive) or waits for one client. A null address: this machine's own. eTimeout also when the connect
-	// failed earlier: ConInd(false) has told then. After a passive request has timed out the connection goes on
+	// failed earlier: ConInd(false) has told then. A ConInd() that has begun in time is waited for. After a passive request has timed out the connection goes on
 	// listening; an active one is over.
 	ERetCode ConnectReq(const char* szAddress, unsigned short nPort, bool bActive, int nTimeout);
 	ERetCode ConnectToServer(const char* szAddress, unsigned short nPort, int nTimeout);
@@ -124,7 +125,8 @@ public:
 	// How the received bytes are cut into telegrams. Before the connection is made.
 	//
 	// A byte of the length is taken with its sign: the only one of eByteData, the last one of big-endian lengths. Such
-	// a telegram comes out short, or never when its total is 0 or negative.
+	// a telegram comes out short, or never when its total is 0 or negative: nothing is delivered any more then, and no more
+	// than 1 MiB is kept.
 	void SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder eByteOrder);
 	ETelegramLengthFormat GetTelegramLengthFormat() const;
 	EByteOrder GetTelegramLengthByteOrder() const;
@@ -146,6 +148,10 @@ public:
 protected:
 	// Disconnects and ends both threads; no indication comes any more. Not from an indication.
 	void EndThreads();
+
+	// DataReq() that tells how much was sent: less than nLen, with eOK, if a time limit on the socket (SO_SNDTIMEO) has
+	// cut it short.
+	ERetCode SendBlock(const char* pData, std::size_t nLen, std::size_t& rnDone);
 
 	class CConnectThread;
 	class CReadThread;
@@ -186,12 +192,14 @@ private:
 	bool SetDescriptor(const Descriptor& poDescriptor);
 	ERetCode RequestConnection(const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest);
 	bool AwaitConnected(unsigned nRequest, bool bActive, int nTimeout);
+	bool IsBeingIndicated(unsigned nRequest) const;
 	ERetCode GetAddr(bool bRemote, std::string& sAddr, unsigned short& nPort) const;
 	std::string GetAddressText() const;
 
-	bool Keep(const char* pData, std::size_t nLen);
+	template <class TAction>
+	bool IsInMemory(TAction oAction);
 	bool BaseDataInd(const char* pData, std::size_t nLen);
-	void DataIndTelegramMode(const char* pData, std::size_t nLen);
+	bool DataIndTelegramMode(const char* pData, std::size_t nLen);
 	bool TakeTelegram(std::string& rsTelegram);
 	void EmptyRecvBuffer();
 	std::size_t GetUnread() const { return m_aRecvBuffer.size() - m_nTaken; }

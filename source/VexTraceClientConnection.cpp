@@ -17,6 +17,10 @@ const std::size_t nMarkerSize = 4;
 const int nMaxPayloadSize = 16 * 1024 * 1024;
 const char* const pszStartMarker = "effe";
 
+// More than the largest frame.
+const std::size_t nMaxBacklog = 32 * 1024 * 1024;
+const long nFullPauseMs = 5;
+
 // How long the read thread does not look whether it is to end or the connection has broken.
 const int nSliceMs = 100;
 
@@ -223,6 +227,23 @@ bool CVexTraceClientConnection::InfoReq(std::string& sInfo)
 	CVexMutexLock oLock(m_oResultMutex);
 	sInfo = m_sReturnString;
 	return true;
+}
+
+CVexTraceClientConnection::CServer::~CServer()
+{
+	EndThreads();
+}
+
+void CVexTraceClientConnection::CServer::DataInd(const unsigned char*, int)
+{
+	while (IsFull() && m_eState == eConnected)
+		CVexThread::Sleep(0, nFullPauseMs);
+}
+
+bool CVexTraceClientConnection::CServer::IsFull()
+{
+	CVexMutexLock oLock(m_oRecvBufferMutex);
+	return m_aRecvBuffer.size() > nMaxBacklog;
 }
 
 bool CVexTraceClientConnection::GetObjectListReq(std::vector<std::pair<long, std::string>>& aoObjectList)

@@ -123,8 +123,19 @@ protected:
 	// Handles a message whose IsValid() is true.
 	void MsgInterpretation(CVexTraceTCPIPMsg& oMsg);
 
+	// Receives no more while the read thread is far behind, so that a flood fills the network's buffers and not the memory.
+	class CServer : public CVexTCPIPBase
+	{
+	public:
+		~CServer() override;
+		void DataInd(const unsigned char* pData, int nLen) override;
+
+	private:
+		bool IsFull();
+	};
+
 	CVexTraceEx m_oTrace;
-	CVexTCPIPBase m_oServer;
+	CServer m_oServer;
 	CVexEvent m_oConfEvent;
 	std::string m_sReturnString;                                        // guarded by m_oResultMutex
 	std::atomic<std::int32_t> m_nReturnParam{ 0 };                      // of the last CHANGE_TRACE_LEVEL or WATCH_CLASS

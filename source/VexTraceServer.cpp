@@ -582,13 +582,15 @@ void CVexTraceServer::StartTCPIPServer()
 	// In a child after fork nobody would forward anything.
 	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
 		return;
-	auto poContainer = std::make_unique<CVexTraceServerContainer>(m_nMaxConnections,
-		m_nReserveConnections,
-		m_sMonitorIPAddress,
-		static_cast<unsigned short>(m_sMonitorPort),
-		*this);
-	VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
-	m_poServerContainer = poContainer.release();
+	auto poContainer = std::make_unique<CVexTraceServerContainer>(
+		m_nMaxConnections, 0, m_sMonitorIPAddress, static_cast<unsigned short>(m_sMonitorPort), *this);
+	CVexTraceServerContainer* const pContainer = poContainer.get();
+	{
+		VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
+		m_poServerContainer = poContainer.release();
+	}
+	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
+	pContainer->Listen(m_nReserveConnections);
 }
 
 void CVexTraceServer::StopTCPIPServer()

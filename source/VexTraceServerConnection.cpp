@@ -16,7 +16,6 @@
 namespace
 {
 typedef CVexTraceServerConnection::ETraceLevel ETraceLevel;
-typedef std::chrono::steady_clock CClock;
 
 const char szStartMarker[] = "effe";
 const char szEndMarker[] = "feef";
@@ -285,14 +284,9 @@ void CVexTraceServerConnection::SwitchTrace(int nAnswerID, bool bWanted)
 {
 	CVexTraceTCPIPMsg oAnswer;
 	oAnswer.CreateMsg(static_cast<CVexTraceTCPIPMsg::EMsgID>(nAnswerID));
-	bool bBlocked = false;
-	{
-		VexSignalHold::CTraceLock oLock(m_oLockSend);
-		Send(oAnswer, bBlocked);
-		m_bTraceWanted = bWanted;
-	}
-	if (bBlocked)
-		CloseSocket();
+	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	Send(oAnswer);
+	m_bTraceWanted = bWanted;
 }
 
 void CVexTraceServerConnection::InfoInd()
@@ -423,22 +417,17 @@ bool CVexTraceServerConnection::IsWanted(const CVexTraceMsg& oMsg, const std::st
 int CVexTraceServerConnection::SendLine(const CVexTraceMsg& oMsg)
 {
 	const std::string sClass = GetClassName(m_oTraceServer.GetObjectName(oMsg.GetID()));
-	bool bBlocked = false;
-	{
-		VexSignalHold::CTraceLock oLock(m_oLockSend);
-		if (!m_bTraceWanted || !IsWanted(oMsg, sClass))
-			return 0;
-		CVexTraceTCPIPMsg oLine;
-		oLine.CreateMsg(CVexTraceTCPIPMsg::TRACE_REQ, oMsg.GetID(), oMsg.GetTraceLevel(), oMsg.GetMsgText(sClass, ' '));
-		// In this order no confirmation of an earlier line is left over, and nobody's StopTrace() is missed.
-		const int nUnconfirmed = ++m_nUnconfirmed;
-		m_oTraceConfEvent.Reset();
-		if (m_bTraceWanted && Send(oLine, bBlocked))
-			return nUnconfirmed;
-		CountConfirmation();
-	}
-	if (bBlocked)
-		CloseSocket();
+	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	if (!m_bTraceWanted || !IsWanted(oMsg, sClass))
+		return 0;
+	CVexTraceTCPIPMsg oLine;
+	oLine.CreateMsg(CVexTraceTCPIPMsg::TRACE_REQ, oMsg.GetID(), oMsg.GetTraceLevel(), oMsg.GetMsgText(sClass, ' '));
+	// In this order no confirmation of an earlier line is left over, and nobody's StopTrace() is missed.
+	const int nUnconfirmed = ++m_nUnconfirmed;
+	m_oTraceConfEvent.Reset();
+	if (m_bTraceWanted && Send(oLine))
+		return nUnconfirmed;
+	CountConfirmation();
 	return 0;
 }
 
@@ -463,23 +452,19 @@ bool CVexTraceServerConnection::AwaitConfirmation(int nUnconfirmed)
 
 void CVexTraceServerConnection::Answer(const CVexTraceTCPIPMsg& oMsg)
 {
-	bool bBlocked = false;
-	{
-		VexSignalHold::CTraceLock oLock(m_oLockSend);
-		Send(oMsg, bBlocked);
-	}
-	if (bBlocked)
-		CloseSocket();
+	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	Send(oMsg);
 }
 
-// With m_oLockSend held. rbBlocked: the frame may have been cut, so that nothing behind it would be understood.
-bool CVexTraceServerConnection::Send(const CVexTraceTCPIPMsg& oMsg, bool& rbBlocked)
+// With m_oLockSend held, so that it is still the same client that is disconnected when the frame was cut: nothing behind
+// it would be understood.
+bool CVexTraceServerConnection::Send(const CVexTraceTCPIPMsg& oMsg)
 {
 	const std::string sFrame = oMsg.GetMessage();
-	const CClock::time_point oBegin = CClock::now();
-	const ERetCode eResult = DataReq(sFrame.data(), static_cast<int>(sFrame.size()), nSendTimeoutMs);
-	rbBlocked = CClock::now() - oBegin >= std::chrono::milliseconds(nSendTimeoutMs);
-	return eResult == eOK && !rbBlocked;
+	std::size_t nSent = 0;
+	if (SendBlock(sFrame.data(), sFrame.size(), nSent) != eCallNotAllowed && nSent < sFrame.size())
+		CloseSocket();
+	return nSent == sFrame.size();
 }
 
 bool CVexTraceServerConnection::IsTraceWanted() const

@@ -92,7 +92,7 @@ private:
 	bool AwaitConfirmation(int nUnconfirmed);
 	void SwitchTrace(int nAnswerID, bool bWanted);
 	void Answer(const CVexTraceTCPIPMsg& oMsg);
-	bool Send(const CVexTraceTCPIPMsg& oMsg, bool& rbBlocked);
+	bool Send(const CVexTraceTCPIPMsg& oMsg);
 
 	CVexEvent m_oTraceConfEvent;
 	std::map<long, SClientObjectDesc> m_oConnectionObjectMap;

@@ -51,6 +51,15 @@ CVexTraceServerContainer::~CVexTraceServerContainer()
 	DeleteServers();
 }
 
+void CVexTraceServerContainer::Listen(unsigned int nReserveConnections)
+{
+	{
+		VexSignalHold::CTraceLock oLock(m_oLockContainer);
+		m_nReserve = std::min(nReserveConnections, nMaxSlots);
+	}
+	FillUpReserve();
+}
+
 CVexTCPIPServerBase* CVexTraceServerContainer::CreateNewClass(int nIndex)
 {
 	const CSignalsBlocked oBlocked;

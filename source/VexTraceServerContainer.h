@@ -26,6 +26,9 @@ public:
 	CVexTraceServerContainer(unsigned int nMaxConnections, unsigned int nReserveConnections,
 		const std::string& sIPAddress, unsigned short nPort, CVexTraceServer& oTraceServer);
 
+	// For a container that was made without a reserve: opens the port with one.
+	void Listen(unsigned int nReserveConnections);
+
 	// Disconnects the clients; what they requested falls away.
 	~CVexTraceServerContainer() override;
 
