@@ -71,9 +71,9 @@ protected:
 			}
 			std::cout << m_oLine.GetReceivedData(65536) << std::flush;
 		}
+		std::cout << m_oLine.GetReceivedData() << std::flush;    // what came in the wait's last moment
 	}
-	// On a signal this interrupts Run() perhaps inside the input buffer: the line closes with the process.
-	bool Finalize() override { return m_bOpen; }
+	bool Finalize() override { return m_bOpen && m_oLine.close() == CLine::E_OK; }
 
 private:
 	CLine m_oLine;

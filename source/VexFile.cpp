@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -23,21 +24,34 @@ namespace
 const std::size_t nMaxTransfer = 0x40000000;
 const std::size_t nMinChunk = 0x10000;
 
-// More than the machine's memory may be granted, but using it ends the process.
+// More memory may be granted than there is, but using it ends the process: a quarter of the machine's is enough.
 std::uint64_t MaxContent(const std::string& rsContent)
 {
 	const long nPages = sysconf(_SC_PHYS_PAGES);
 	const long nPageSize = sysconf(_SC_PAGESIZE);
 	const std::uint64_t nMax = rsContent.max_size();
-	return nPages > 0 ? std::min(nMax, static_cast<std::uint64_t>(nPages) * static_cast<std::uint64_t>(nPageSize))
+	return nPages > 0 ? std::min(nMax, static_cast<std::uint64_t>(nPages) / 4 * static_cast<std::uint64_t>(nPageSize))
 					  : nMax;
 }
 
-// Where links lead; the name itself as long as there is no such file.
+// Where links lead, also to a file that does not exist yet.
 std::string RealName(const char* pszName)
 {
 	const std::unique_ptr<char, void (*)(void*)> pszReal(realpath(pszName, nullptr), std::free);
-	return pszReal ? pszReal.get() : pszName;
+	if (pszReal)
+		return pszReal.get();
+	const int nMaxLinks = 40;    // the system follows no more
+	std::string sName = pszName;
+	char acTarget[PATH_MAX];
+	for (int i = 0; i < nMaxLinks; ++i)
+	{
+		const ssize_t nLength = readlink(sName.c_str(), acTarget, sizeof acTarget);
+		if (nLength <= 0)
+			break;
+		const std::string sTarget(acTarget, static_cast<std::size_t>(nLength));
+		sName = sTarget[0] == '/' ? sTarget : sName.substr(0, sName.rfind('/') + 1) + sTarget;
+	}
+	return sName;
 }
 
 // A new file gets the owner and the mode of the one that it replaces.
@@ -46,9 +60,12 @@ bool TakeOwnerAndMode(int nFile, const std::string& rsOld)
 	struct stat oOld;
 	if (stat(rsOld.c_str(), &oOld) != 0)
 		return errno == ENOENT;
-	// Without the right to give files away the new one belongs to this process's user: set-user-id bits must go.
-	const bool bGiven = fchown(nFile, oOld.st_uid, oOld.st_gid) == 0;
-	return fchmod(nFile, oOld.st_mode & (bGiven ? 07777 : 0777)) == 0;
+	if (fchown(nFile, oOld.st_uid, oOld.st_gid) == 0)
+		return fchmod(nFile, oOld.st_mode & 07777) == 0;
+	// Without the right to give files away the new one belongs to this process's user: set-user-id bits must go, and what
+	// the group may do if it is another group.
+	const bool bSameGroup = fchown(nFile, static_cast<uid_t>(-1), oOld.st_gid) == 0;
+	return fchmod(nFile, oOld.st_mode & (bSameGroup ? 0777 : 0707)) == 0;
 }
 }    // namespace
 

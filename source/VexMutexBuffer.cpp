@@ -1,5 +1,7 @@
 #include "VexMutexBuffer.h"
 
+#include "VexSignalHoldInternal.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -14,19 +16,19 @@ CVexMutexBuffer::~CVexMutexBuffer() = default;
 
 void CVexMutexBuffer::AddChar(char c)
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	m_sBuffer += c;
 }
 
 void CVexMutexBuffer::AddString(const std::string& s)
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	m_sBuffer += s;
 }
 
 unsigned int CVexMutexBuffer::GetLength()
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	return static_cast<unsigned int>(
 		std::min<std::uint64_t>(GetHeld().size(), std::numeric_limits<unsigned int>::max()));
 }
@@ -39,7 +41,7 @@ bool CVexMutexBuffer::ContainsString(const std::string& s)
 
 bool CVexMutexBuffer::ContainsString(const std::string& s, std::uint64_t& rnSearched)
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	const std::string_view sHeld = GetHeld();
 	const std::uint64_t nBegin = std::max(rnSearched, m_nPosition) - m_nPosition;
 	if (sHeld.find(s, static_cast<std::size_t>(std::min<std::uint64_t>(nBegin, sHeld.size()))) != sHeld.npos)
@@ -51,26 +53,26 @@ bool CVexMutexBuffer::ContainsString(const std::string& s, std::uint64_t& rnSear
 
 std::string CVexMutexBuffer::GetBuffer()
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	return std::string(GetHeld());
 }
 
 std::string CVexMutexBuffer::RemoveString(int n)
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	return Take(static_cast<std::size_t>(std::max(n, 0)));
 }
 
 std::string CVexMutexBuffer::RemoveString(const std::string& s)
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	const std::size_t nFound = GetHeld().find(s);
 	return nFound == std::string_view::npos ? std::string() : Take(nFound + s.size());
 }
 
 void CVexMutexBuffer::ClearBuffer()
 {
-	CVexMutexLock oLock(m_oMutex);
+	VexSignalHold::CTraceLock oLock(m_oMutex);
 	Take(GetHeld().size());
 }
 

@@ -24,8 +24,8 @@ const std::size_t nMaxLine = 1023;
 const std::size_t nNoLimit = std::numeric_limits<std::size_t>::max();
 
 // Every entry has a text for every language: without a limit a file of many keys and many headers would take memory
-// that grows with the square of its size. One header line has no room for more than this.
-const std::size_t nMaxLanguagesOfFiles = 300;
+// that grows with the square of its size.
+const std::size_t nMaxLanguagesOfFiles = 32;
 
 // Files that include the next one twice each would be read for ever, and without end nested ones use up the stack.
 const int nMaxIncludes = 1000;
@@ -240,8 +240,8 @@ private:
 			Trace(CVexTraceMsg::eError, [&] { return "Zu viele Resource-Dateien, nicht gelesen: " + rsName; });
 			return;
 		}
-		const CVexResourceFile oIncluded(*this, rsName.c_str());
-		m_rTarget.Merge(oIncluded, nMaxLanguagesOfFiles);
+		CVexResourceFile oIncluded(*this, rsName.c_str());
+		m_rTarget.TakeOver(oIncluded);
 	}
 
 	CVexResourceFile& m_rTarget;
@@ -359,6 +359,26 @@ void CVexResourceFile::AddStringResource(const char* pszKey, const char* pszText
 void CVexResourceFile::AddResourceFile(const CVexResourceFile& oOther)
 {
 	Merge(oOther, nNoLimit);
+}
+
+// Merge() of a file that is not needed any more. With the same languages the entries themselves change hands, the fewer
+// ones go to the more: files that include one another in a chain cost no more than their entries.
+void CVexResourceFile::TakeOver(CVexResourceFile& rIncluded)
+{
+	if (rIncluded.m_oLanguageRelation != m_oLanguageRelation)
+	{
+		Merge(rIncluded, nMaxLanguagesOfFiles);
+		return;
+	}
+	if (rIncluded.m_oResourceMap.size() < m_oResourceMap.size())
+	{
+		for (auto& [rsKey, rasTexts] : rIncluded.m_oResourceMap)
+			m_oResourceMap[rsKey].swap(rasTexts);
+		return;
+	}
+	// Of keys that both have, those of the included file stay.
+	rIncluded.m_oResourceMap.merge(m_oResourceMap);
+	rIncluded.m_oResourceMap.swap(m_oResourceMap);
 }
 
 void CVexResourceFile::Merge(const CVexResourceFile& rOther, std::size_t nMaxLanguages)

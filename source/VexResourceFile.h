@@ -33,7 +33,7 @@
 // Threads:   no lock. Lookups may run on any number of threads while nobody changes the object.
 // Errors:    nothing is thrown while a file is read. What cannot be opened, or is no regular file, is traced at level
 //            error and left out. The same goes for includes from the 1001st of one reading on, nested ones counted, and
-//            for languages that a file would add to 300 (more than one line has room for). If the memory does not
+//            for languages that a file would add to 32. If the memory does not
 //            suffice the object is left without entries.
 // Deriving:  every vector in m_oResourceMap is always exactly as long as m_oLanguageRelation.
 class CVexResourceFile
@@ -113,6 +113,7 @@ private:
 	explicit CVexResourceFile(CReader& rIncluder, const char* pszFilename);
 	std::vector<int> AddLanguages(const std::vector<ELanguage>& aeLanguages, std::size_t nMaxLanguages);
 	void Merge(const CVexResourceFile& rOther, std::size_t nMaxLanguages);
+	void TakeOver(CVexResourceFile& rIncluded);
 	std::vector<std::string>& Entry(std::string sKey);
 };
 

@@ -13,13 +13,12 @@ namespace
 template <class TNumber>
 void ReadNumber(std::istream& rStream, TNumber& rnNumber)
 {
-	const std::size_t nMaxLength = 20;    // more digits fit no number
 	std::string sText;
 	rStream >> std::ws;
-	while (rStream.good() && sText.size() <= nMaxLength)
+	while (rStream.good())
 	{
 		const int nChar = rStream.peek();
-		if (!VexTime::IsDigit(nChar) && !(sText.empty() && nChar == '-'))
+		if (!VexTime::IsDigit(nChar) && !(sText.empty() && (nChar == '-' || nChar == '+')))
 			break;
 		sText += static_cast<char>(rStream.get());
 	}

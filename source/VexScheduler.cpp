@@ -23,29 +23,27 @@ std::ostream& operator<<(std::ostream& rStream, ETraceLine eLine)
 	return rStream << "\tFile source/VexScheduler Line " << static_cast<int>(eLine);
 }
 
-// A lock that no signal handler finds held by its own thread: the handler may destroy schedulers.
-class CHeldLock
-{
-public:
-	explicit CHeldLock(CVexMutex& rMutex) : m_oLock(rMutex) {}
+const int nPauses = 10;
+const long nPauseMs = 100;
 
-private:
-	VexSignalHold::CHold m_oHold;    // from before the lock until behind it
-	CVexMutexLock m_oLock;
-};
-
-// Waits while the signals that end an application are left to other threads: a handler that destroys the last scheduler
-// destroys the event too, and would wait for ever for its own thread to leave it.
-bool WaitWithoutSignals(CVexEvent& rEvent, unsigned int nTimeout)
+// A second, but for a request to end. Not a wait for that event: its deadline is one of the wall clock, and a clock that
+// is put back would stop all jobs. The signals that end an application are left to other threads meanwhile: a handler that
+// destroys the last scheduler would wait for ever for its own thread.
+bool PauseWithoutSignals(CVexThread& rThread)
 {
 	sigset_t oSignals, oBefore;
 	sigemptyset(&oSignals);
 	for (const int nSignal : { SIGINT, SIGTERM, SIGABRT })
 		sigaddset(&oSignals, nSignal);
 	pthread_sigmask(SIG_BLOCK, &oSignals, &oBefore);
-	const bool bSignalled = rEvent.Wait(nTimeout);
+	bool bEnd = false;
+	for (int i = 0; i < nPauses && !bEnd; ++i)
+	{
+		CVexThread::Sleep(0, nPauseMs);
+		bEnd = rThread.IsTerminationRequested();
+	}
 	pthread_sigmask(SIG_SETMASK, &oBefore, nullptr);
-	return bSignalled;
+	return bEnd;
 }
 }    // namespace
 
@@ -87,20 +85,20 @@ void CVexScheduler::SetTraceName(const char* pszName)
 
 void CVexScheduler::Enable(CVexEvent* pEvent)
 {
-	const CHeldLock oLock(m_oLockEvent);
+	const VexSignalHold::CTraceLock oLock(m_oLockEvent);
 	m_pEvent = pEvent;
 }
 
 void CVexScheduler::Disable()
 {
-	const CHeldLock oLock(m_oLockEvent);
+	const VexSignalHold::CTraceLock oLock(m_oLockEvent);
 	m_pEvent = nullptr;
 }
 
 void CVexScheduler::SignalIndication()
 {
 	{
-		const CHeldLock oLock(m_oLockEvent);
+		const VexSignalHold::CTraceLock oLock(m_oLockEvent);
 		if (m_pEvent)
 			m_pEvent->Signal();
 	}
@@ -126,7 +124,7 @@ void CVexScheduler::CScheduleThread::SetTraceName(const char* pszName)
 
 void CVexScheduler::CScheduleThread::AddItem(CVexScheduler* pScheduler)
 {
-	const CHeldLock oLock(m_oLockTabelle);
+	const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
 	AddItemNoLock(pScheduler);
 }
 
@@ -150,7 +148,7 @@ void CVexScheduler::CScheduleThread::AddItemNoLock(CVexScheduler* pScheduler)
 
 void CVexScheduler::CScheduleThread::RemoveItem(int nScheduleID)
 {
-	const CHeldLock oLock(m_oLockTabelle);
+	const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
 	const auto IsScheduler = [=](const TEntry& rEntry) { return rEntry.second->m_nScheduleID == nScheduleID; };
 	m_aoSchedules.erase(std::remove_if(m_aoSchedules.begin(), m_aoSchedules.end(), IsScheduler), m_aoSchedules.end());
 	VexTraceText(m_oTrace,
@@ -168,12 +166,10 @@ void CVexScheduler::CScheduleThread::Run()
 {
 	m_oTrace.AddMsg(CVexTraceMsg::eInfo, "Scheduler-Thread gestartet");
 	std::size_t nCount = 1;
-	// The pause of a second ends at once when termination is requested.
-	for (bool bEnd = IsTerminationRequested(); !bEnd && nCount != 0;
-		 bEnd = WaitWithoutSignals(m_oEventTermRequested, 1000))
+	for (bool bEnd = IsTerminationRequested(); !bEnd && nCount != 0; bEnd = PauseWithoutSignals(*this))
 	{
 		const CVexLocalTime oNow = CVexLocalTime::CurrentLocalTime();
-		const CHeldLock oLock(m_oLockTabelle);
+		const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
 		for (std::size_t i = m_aoSchedules.size(); i-- > 0;)
 		{
 			CVexLocalTime& rTime = m_aoSchedules[i].first;

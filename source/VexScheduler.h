@@ -54,7 +54,7 @@ public:
 	virtual void Disable();
 
 	// On the shared thread, which does nothing else meanwhile, with its table locked: an override must not create or
-	// destroy schedulers.
+	// destroy schedulers, nor enter or remove any.
 	virtual void SignalIndication();
 
 	// From 1 on, never used again.

@@ -1,5 +1,6 @@
 #include "VexSerial.h"
 
+#include "VexSignalHoldInternal.h"
 #include "VexXonXoff.h"
 
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <utility>
 
 namespace
@@ -93,6 +95,22 @@ void CVexSerial::CVexSerialRcvThread::SetTimeout(unsigned int nTimeout)
 	m_nTimeout = nTimeout;
 }
 
+// Without memory for the byte it tries again, and the device holds the next ones back meanwhile.
+void CVexSerial::CVexSerialRcvThread::Indicate(char c)
+{
+	for (bool bDone = false; !bDone;)
+		try
+		{
+			m_poSerial->DataInd(c);
+			bDone = true;
+		}
+		catch (const std::exception&)
+		{
+			Sleep(0, nPauseMs);
+			bDone = IsTerminationRequested();
+		}
+}
+
 void CVexSerial::CVexSerialRcvThread::Run()
 {
 	if (!m_poSerial)
@@ -102,7 +120,7 @@ void CVexSerial::CVexSerialRcvThread::Run()
 		char c = 0;
 		bool bTimedOut = false;
 		if (m_poSerial->ReadOneByte(c, m_nTimeout, bTimedOut) == E_OK)
-			m_poSerial->DataInd(c);
+			Indicate(c);
 		else if (!bTimedOut)
 			Sleep(0, nPauseMs);    // a lost device answers at once, again and again
 	}
@@ -178,6 +196,10 @@ CVexSerial::E_ERROR CVexSerial::InitPort(
 	SetXonXoff(pXonXoff);
 	m_oPortDCB.c_oflag = 0;
 	m_oPortDCB.c_lflag = 0;
+	// Without the lock, as it may take its time: the device may wait for us to read.
+	RepeatInterrupted([&] { return tcdrain(m_hPort); });
+	// The input that is flushed must not be what another thread has just found and is about to read: that would block.
+	VexSignalHold::CTraceLock oLock(m_oReadLock);
 	return RepeatInterrupted([&] { return tcsetattr(m_hPort, TCSAFLUSH, &m_oPortDCB); }) == 0 ? E_OK : E_INIT_FAILED;
 }
 
@@ -263,7 +285,7 @@ CVexSerial::E_ERROR CVexSerial::ReadOneByte(char& c, unsigned int nTimeout, bool
 // One byte, if there is one now.
 bool CVexSerial::TryToRead(char& c)
 {
-	CVexMutexLock oLock(m_oReadLock);
+	VexSignalHold::CTraceLock oLock(m_oReadLock);
 	return WaitReadable(m_hPort, 0) > 0 && read(m_hPort, &c, 1) == 1;
 }
 

@@ -115,6 +115,8 @@ public:
 	private:
 		friend class CVexSerial;
 
+		void Indicate(char c);
+
 		CVexSerial* m_poSerial = nullptr;    // not owned
 		std::atomic<std::uint32_t> m_nTimeout{ 100 };
 	};

@@ -51,3 +51,8 @@ char CVexXonXoff::GetXoffChar() const
 {
 	return m_cXOffChar;
 }
+
+unsigned short CVexXonXoff::GetXOffLimit() const
+{
+	return m_wXOffLim;
+}

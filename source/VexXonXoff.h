@@ -18,7 +18,7 @@ public:
 	void SetXonLimit(unsigned short nLimit);
 	unsigned short GetXonLimit() const;
 	void SetXoffLimit(unsigned short nLimit);
-	unsigned short GetXOffLimit() const { return m_wXOffLim; }    // KEPT: spelling
+	unsigned short GetXOffLimit() const;    // KEPT: spelling
 
 	void SetXonChar(char c);
 	char GetXonChar() const;

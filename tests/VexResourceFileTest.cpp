@@ -144,7 +144,7 @@ TEST(CVexResourceFile, AFileIsNotReadInsideItselfUnderAnyName)
 	EXPECT_EQ(oWork.m_oServer.Lines(), std::vector<std::string>());
 }
 
-TEST(CVexResourceFile, OneReadingTakes1000IncludesAnd300Languages)
+TEST(CVexResourceFile, OneReadingTakes1000IncludesAnd32Languages)
 {
 	CWork oWork;
 	std::string sTables;
@@ -158,8 +158,8 @@ TEST(CVexResourceFile, OneReadingTakes1000IncludesAnd300Languages)
 	EXPECT_EQ(CResources("n0", CResources::eAbsolutePath).Dump(), "2 1 ;deepest=deepest||");
 	EXPECT_EQ(oWork.m_oServer.Lines().at(0), "Global/- Zu viele Resource-Dateien, nicht gelesen: n1000");
 	const CResources oResources = oWork.Read(sTables);
-	EXPECT_EQ(oResources.GetLanguageIndex(static_cast<CResources::ELanguage>(299)), 299);
-	EXPECT_EQ(oResources.GetLanguageIndex(static_cast<CResources::ELanguage>(300)), -1);
+	EXPECT_EQ(oResources.GetLanguageIndex(static_cast<CResources::ELanguage>(31)), 31);
+	EXPECT_EQ(oResources.GetLanguageIndex(static_cast<CResources::ELanguage>(32)), -1);
 	EXPECT_NE(oResources.Dump().find(";k1000=|g|"), std::string::npos);
 }
 
