@@ -710,7 +710,10 @@ Descriptor CVexTCPIPBase::CConnectThread::Register(
 			poSocket = MakeSocket(SOCK_NONBLOCK);
 			eResult = !poSocket ? eNoSocket : Listen(poSocket, rAddress) ? eNew : eNotListening;
 			if (eResult == eNew)
+			{
+				SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
 				m_oaSocketTable().push_back({ sIPAddress, nPort, poSocket, 1 });
+			}
 		}
 	}
 	// Without the lock: a trace server may be about to listen itself.
@@ -814,7 +817,6 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Desc
 			rStream << "Server socket registed successfully: socket=" << SVexHex{ poSocket->Get() }    // KEPT: spelling
 					<< SLocation{ __LINE__ };
 		});
-	SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	m_oServerSocket = poSocket;
 	return eOK;
