@@ -77,7 +77,7 @@ protected:
 	// Whoever wrote the mail shall not command the terminal.
 	static std::string Printable(const CVexMail& oMail)
 	{
-		const auto IsControl = [](unsigned char c) { return c < ' ' || c == 127; };
+		const auto IsControl = [](unsigned char c) { return c < ' ' || (c >= 127 && c < 160); };
 		std::string sLine = oMail.GetDate() + " | " + oMail.GetFieldValue("From", ',') + " | " + oMail.GetSubject();
 		std::replace_if(sLine.begin(), sLine.end(), IsControl, '?');
 		return sLine;

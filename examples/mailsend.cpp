@@ -24,9 +24,8 @@ struct CSettings : CVexIniFile
 	};
 };
 
-class CMailSend : public CVexConApplication
+struct CMailSend : CVexConApplication
 {
-public:
 	CMailSend() : CVexConApplication(nullptr, nullptr, nullptr) {}
 	void DoCmdLineExchange(CVexCmdLineApplExchange* pExchange) override
 	{
@@ -43,12 +42,11 @@ public:
 	}
 	int m_nStatus = 0;
 
-protected:
 	void Run() override
 	{
 		int nPort = 0;
 		if (m_nStatus != 0 || !VexFromString(nPort, m_asValues["port"]) || nPort < 1 || nPort > 65535 ||
-			m_asValues["from"].empty() || m_asValues["to"].empty())
+			m_asValues["from"].empty() || CVexMail("To: " + m_asValues["to"]).GetTo().empty())
 			return Fail(2, "usage: mailsend [-server <name>] [-port <n>] -from <address> -to <list> [-subject <text>]");
 
 		CVexMail oMail("MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\n\r\n" + ReadText());
@@ -76,9 +74,11 @@ protected:
 	static std::string ReadText()
 	{
 		std::string sText;
-		for (std::string sLine; std::getline(std::cin, sLine); sText += sLine + "\r\n")
-			if (sLine.compare(0, 1, ".") == 0)
-				sLine.insert(0, 1, '.');
+		for (std::string sLine; std::getline(std::cin, sLine);)
+		{
+			sLine.erase(sLine.find_last_not_of('\r') + 1);
+			sText += (sLine[0] == '.' ? "." : "") + sLine + "\r\n";
+		}
 		return sText.substr(0, sText.empty() ? 0 : sText.size() - 2);
 	}
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <exception>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -154,9 +155,9 @@ std::string BreaksToFolds(const std::string& sValue)
 
 // Where a piece ends whose text begins at nText: behind the last separator in front of nSoftEnd, else behind the next one,
 // else at nHardEnd or at the end of the line. Neither it nor the rest is of blanks alone if that can be: nLastText is the
-// last character of the line that is none.
-SizeType FindCut(
-	std::string_view sLine, SizeType nText, SizeType nLastText, SizeType nSoftEnd, SizeType nHardEnd, char cSeparator)
+// last character of the line that is none. bName: the piece begins with a name and ": ".
+SizeType FindCut(std::string_view sLine, bool bName, SizeType nText, SizeType nLastText, SizeType nSoftEnd,
+	SizeType nHardEnd, char cSeparator)
 {
 	nHardEnd = std::max(nHardEnd, nText + 1);
 	const std::string_view sText = sLine.substr(nText, nHardEnd - nText);
@@ -167,6 +168,9 @@ SizeType FindCut(
 		for (SizeType nCut = std::min(nSoftEnd, nLimit); nCut > nFirst; --nCut)
 			if (sLine[nCut - 1] == cSeparator)
 				return nCut;
+		// The blank behind a name is a separator like any other.
+		if (bName && nText <= nSoftEnd && nText <= nLastText && sLine[nText - 1] == cSeparator)
+			return nText;
 		for (SizeType nCut = std::max(nSoftEnd, nFirst) + 1; nCut <= nLimit; ++nCut)
 			if (sLine[nCut - 1] == cSeparator)
 				return nCut;
@@ -184,8 +188,13 @@ void AppendFolded(std::string& rsFolded, std::string_view sLine, SizeType nText,
 	SizeType nBegin = 0;
 	for (SizeType nTab = 0; sLine.size() - nBegin + nTab > nMaxLine; nTab = 1)
 	{
-		const SizeType nCut =
-			FindCut(sLine, nText, nLastText, nBegin + nMaxLine - nTab, nBegin + nMaxServerLine - nTab, cSeparator);
+		const SizeType nCut = FindCut(sLine,
+			nBegin == 0 && nText > 1,
+			nText,
+			nLastText,
+			nBegin + nMaxLine - nTab,
+			nBegin + nMaxServerLine - nTab,
+			cSeparator);
 		if (nCut == sLine.size())
 			break;
 		(rsFolded += sLine.substr(nBegin, nCut - nBegin)) += szFold;
@@ -208,38 +217,47 @@ std::string Join(const std::vector<CVexMailAddress>& aoAddresses)
 	return sAll;
 }
 
-// Takes the characters of a list of addresses one by one and tells which commas divide it. A backslash in quotes or
-// parentheses takes away the meaning of the next character.
-class CListReader
+// Where the quotes, parentheses (which may be nested) or angle brackets that open at nPos are closed; npos if they are
+// not. A backslash in the first two takes away the meaning of the next character.
+SizeType FindCloser(const std::string& sText, SizeType nPos)
 {
-public:
-	bool IsDivider(char c)
-	{
-		if (m_bEscaped)
-			m_bEscaped = false;
-		else if (c == '\\')
-			m_bEscaped = m_bQuoted || m_nParentheses > 0;
-		else if (m_bQuoted)
-			m_bQuoted = c != '"';
-		else if (c == '(')
-			++m_nParentheses;
-		else if (m_nParentheses > 0)
-			m_nParentheses -= c == ')' ? 1u : 0u;
-		else if (c == '"')
-			m_bQuoted = true;
-		else if (c == '<' || c == '>')
-			m_bBrackets = c == '<';
-		else
-			return c == ',' && !m_bBrackets;
-		return false;
-	}
+	const char cOpener = sText[nPos];
+	if (cOpener == '<')
+		return sText.find('>', nPos);
+	const char cCloser = cOpener == '(' ? ')' : '"';
+	SizeType nDepth = 1;
+	while (++nPos < sText.size())
+		if (sText[nPos] == '\\')
+			++nPos;
+		else if (sText[nPos] == cCloser)
+		{
+			if (--nDepth == 0)
+				return nPos;
+		}
+		else if (sText[nPos] == cOpener)
+			++nDepth;
+	return npos;
+}
 
-private:
-	bool m_bEscaped = false;
-	bool m_bQuoted = false;
-	bool m_bBrackets = false;
-	std::size_t m_nParentheses = 0;
-};
+// The commas that divide a list of addresses: those outside quotes, parentheses and angle brackets. What is opened and
+// not closed any more protects nothing, or all further addresses would be lost; nor does anything of its kind behind it.
+std::vector<SizeType> FindDividers(const std::string& sList)
+{
+	std::vector<SizeType> anDividers;
+	std::string sOpeners = "\"(<";
+	for (SizeType nPos = 0; nPos < sList.size(); ++nPos)
+	{
+		const SizeType nOpener = sOpeners.find(sList[nPos]);
+		const SizeType nCloser = nOpener == npos ? npos : FindCloser(sList, nPos);
+		if (nCloser != npos)
+			nPos = nCloser;
+		else if (nOpener != npos)
+			sOpeners.erase(nOpener, 1);
+		else if (sList[nPos] == ',')
+			anDividers.push_back(nPos);
+	}
+	return anDividers;
+}
 }    // namespace
 
 CVexMail::CVexMail() = default;
@@ -285,17 +303,24 @@ std::istream& CVexMail::GetStream(std::istream& rStream)
 	// The last block fails, which is no failure here: a stream that throws must not see it.
 	const std::ios_base::iostate eThrowing = rStream.exceptions();
 	rStream.exceptions(std::ios_base::goodbit);
-	std::string sText;
-	char acBlock[16384];
-	do
+	try
 	{
-		rStream.read(acBlock, sizeof acBlock);
-		sText.append(acBlock, static_cast<std::size_t>(rStream.gcount()));
-	} while (rStream.good());
-	if (!rStream.bad())
+		std::string sText;
+		char acBlock[16384];
+		do
+		{
+			rStream.read(acBlock, sizeof acBlock);
+			sText.append(acBlock, static_cast<std::size_t>(rStream.gcount()));
+		} while (rStream.good());
+		if (!rStream.bad())
+		{
+			rStream.clear(std::ios_base::eofbit);
+			Split(std::move(sText));
+		}
+	}
+	catch (const std::exception&)
 	{
-		rStream.clear(std::ios_base::eofbit);
-		Split(std::move(sText));
+		rStream.setstate(std::ios_base::badbit);    // no memory for so much
 	}
 	rStream.exceptions(eThrowing);
 	return rStream;
@@ -434,12 +459,12 @@ void CVexMail::SetCc(const std::vector<CVexMailAddress>& aoAddresses)
 	SetFieldValue("Cc", Join(aoAddresses), ',');
 }
 
-SizeType CVexMail::GetFieldIndex(const std::string& sName, SizeType nStart) const
+SizeType CVexMail::GetFieldIndex(const std::string& sName, unsigned int nStart) const
 {
 	return FindField(m_sHeaderUpper, sName, nStart);
 }
 
-SizeType CVexMail::GetFieldLength(const std::string&, SizeType& nIndex) const
+SizeType CVexMail::GetFieldLength(const std::string&, unsigned int& nIndex) const
 {
 	return nIndex < m_sHeader.size() ? FindFieldEnd(m_sHeader, nIndex) - nIndex : 0;
 }
@@ -465,17 +490,16 @@ std::string CVexMail::SubDivLargeFields(const std::string& sLine, char cSeparato
 std::vector<CVexMailAddress> CVexMail::GetSepMailaddresses(const std::string& sAddresses) const
 {
 	std::vector<CVexMailAddress> aoAddresses;
-	CListReader oReader;
+	std::vector<SizeType> anEnds = FindDividers(sAddresses);
+	anEnds.push_back(sAddresses.size());
 	SizeType nBegin = 0;
-	for (SizeType nPos = 0; nPos <= sAddresses.size(); ++nPos)
+	for (const SizeType nEnd : anEnds)
 	{
-		if (nPos < sAddresses.size() && !oReader.IsDivider(sAddresses[nPos]))
-			continue;
 		const SizeType nFirst = sAddresses.find_first_not_of(szWhiteSpace, nBegin);
-		if (nFirst < nPos)
+		if (nFirst < nEnd)
 			aoAddresses.emplace_back(
-				sAddresses.substr(nFirst, sAddresses.find_last_not_of(szWhiteSpace, nPos - 1) + 1 - nFirst));
-		nBegin = nPos + 1;
+				sAddresses.substr(nFirst, sAddresses.find_last_not_of(szWhiteSpace, nEnd - 1) + 1 - nFirst));
+		nBegin = nEnd + 1;
 	}
 	return aoAddresses;
 }
@@ -491,9 +515,20 @@ void CVexMail::Split(std::string_view sMail)
 void CVexMail::Split(std::string&& sMail)
 {
 	const SizeType nHeader = FindHeaderEnd(sMail);
-	m_sHeader.assign(sMail, 0, nHeader);
-	sMail.erase(0, std::min(nHeader + nHeaderEnd, sMail.size()));
-	m_sBodytext = std::move(sMail);
+	if (nHeader == sMail.size())
+	{
+		m_sHeader = std::move(sMail);
+		m_sBodytext.clear();
+	}
+	else
+	{
+		m_sHeader.assign(sMail, 0, nHeader);
+		m_sBodytext = std::move(sMail.erase(0, nHeader + nHeaderEnd));
+	}
+	// Texts come with room for much larger ones.
+	for (std::string* const psPart : { &m_sHeader, &m_sBodytext })
+		if (psPart->capacity() / 2 > psPart->size())
+			psPart->shrink_to_fit();
 	CopyHeaderToUppercase();
 }
 
@@ -506,6 +541,12 @@ void CVexMail::CopyHeaderToUppercase()
 	m_sHeaderUpper = m_sHeader;
 	for (char& rc : m_sHeaderUpper)
 		rc = acUpper[static_cast<unsigned char>(rc)];
+}
+
+bool VexFromString(CVexMail& rMail, const std::string& sText)
+{
+	rMail = CVexMail(sText);
+	return true;
 }
 
 std::ostream& operator<<(std::ostream& rStream, const CVexMail& rMail)

@@ -75,7 +75,8 @@ public:
 	std::string GetSubject() const;
 	CVexMailAddress GetFrom() const;
 
-	// One for each address of the field that is not empty. Commas in quotes, parentheses and angle brackets do not divide.
+	// One for each address of the field that is not empty. Commas in quotes, parentheses and angle brackets do not divide,
+	// if these are closed anywhere behind.
 	std::vector<CVexMailAddress> GetTo() const;
 	std::vector<CVexMailAddress> GetCc() const;
 
@@ -96,11 +97,11 @@ public:
 protected:
 	// Where the first line of the field begins that is not in front of nStart (0, or the end of a line); npos if there is
 	// none.
-	std::string::size_type GetFieldIndex(const std::string& sName, std::string::size_type nStart) const;
+	std::string::size_type GetFieldIndex(const std::string& sName, unsigned int nStart) const;
 
 	// From nIndex, a field's first character, to its end: continuation lines included, the last "\r\n" not. The name does
 	// not matter, and nIndex stays; 0 if it is behind the header.
-	std::string::size_type GetFieldLength(const std::string& sName, std::string::size_type& nIndex) const;
+	std::string::size_type GetFieldLength(const std::string& sName, unsigned int& nIndex) const;
 
 	// The line with "\r\n" behind it, and "\r\n\t" wherever it has to be folded. A line that is folded already is folded
 	// further where that is needed. The name up to the first ": " stays whole.
@@ -117,6 +118,9 @@ private:
 	std::string m_sHeaderUpper;    // m_sHeader through toupper, character by character
 	std::string m_sBodytext;
 };
+
+// The text is the mail: always true.
+bool VexFromString(CVexMail& rMail, const std::string& sText);
 
 std::ostream& operator<<(std::ostream& rStream, const CVexMail& rMail);
 std::istream& operator>>(std::istream& rStream, CVexMail& rMail);

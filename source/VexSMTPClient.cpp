@@ -108,9 +108,13 @@ CVexSMTPClient::ERetCode CVexSMTPClient::SendTo(const CVexMail& oMail, const CVe
 		eResult = ExecuteCommand("MAIL FROM: ", oMail.GetFrom().GetSmtpAddress());
 	if (eResult == eSmtpOK)
 		eResult = ExecuteCommand("RCPT TO: ", oRecipient.GetSmtpAddress());
-	if (eResult == eSmtpOK)
-		eResult = ExecuteCommand("DATA", "");
-	return eResult == eSendData ? SendData(oMail) : eResult;
+	if (eResult != eSmtpOK)
+		return eResult;
+	eResult = ExecuteCommand("DATA", "");
+	if (eResult == eSendData)
+		return SendData(oMail);
+	// A good answer that does not ask for the text belongs to an earlier command: nothing was sent.
+	return eResult == eSmtpOK ? eSmtpError : eResult;
 }
 
 CVexSMTPClient::ERetCode CVexSMTPClient::LogOut()
@@ -152,8 +156,10 @@ CVexSMTPClient::ERetCode CVexSMTPClient::ExecuteCommand(const char* pszCommand, 
 	ERetCode eResult = eIllegalParameterOfCommand;
 	if (!VexHasLineBreak(sCommand))
 	{
-		VexDropReplies(m_oVexTCPIPBase);
-		eResult = ConvertRetCode(VexSend(m_oVexTCPIPBase, sCommand + "\r\n", m_nTimeout));
+		// A server that has said good-bye meanwhile answers nothing any more.
+		const bool bClosing = VexDropReplies(m_oVexTCPIPBase).compare(0, 3, "421") == 0;
+		eResult =
+			bClosing ? eServiceNotAvailable : ConvertRetCode(VexSend(m_oVexTCPIPBase, sCommand + "\r\n", m_nTimeout));
 		if (eResult == eOK)
 			eResult = GetResponse();
 	}

@@ -71,7 +71,7 @@ public:
 	void SetTimeout(unsigned int nTimeout);
 	unsigned int GetTimeout() const;
 
-	// Connects, and greets the server with its own address. eSmtpOK if that went well; eServiceReady never. eTimeout
+	// Connects, and greets the server with its own address. eSmtpOK if that went well. eTimeout
 	// where nobody listens, when the time is over; eError while still connected.
 	ERetCode ConnectToServer(const char* pszAddress, unsigned short nPort);
 

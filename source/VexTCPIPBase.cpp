@@ -1310,7 +1310,20 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTim
 	// Less than was found if a connect request has emptied the buffer meanwhile.
 	const std::uint64_t nFound = m_nMatchEnd - std::min(m_nMatchEnd, nUnread);
 	const std::uint64_t nLength = bMatch ? std::min<std::uint64_t>(nFound, GetUnread()) : GetUnread();
-	TakeUnread(static_cast<std::size_t>(nLength), sData);
+	try
+	{
+		TakeUnread(static_cast<std::size_t>(nLength), sData);
+	}
+	catch (const std::exception&)
+	{
+		// No memory for a copy: what was received is lost.
+		sData.clear();
+		std::string sDropped;
+		m_nTaken = 0;
+		m_nBufferStart += m_aRecvBuffer.size();
+		m_aRecvBuffer.swap(sDropped);
+		return eTimeout;
+	}
 	return bMatch ? eOK : eTimeout;
 }
 

@@ -28,6 +28,7 @@ class CVexDescriptor;
 //           buffer already, so that nothing is waited for.
 // Trap:     a deriving class that overrides an indication calls EndThreads() in its destructor: by the time this one
 //           runs, its versions are gone.
+// Fork:     in a child that does not exec, the connections of the parent are of no use, and new ones cannot listen.
 // Units:    milliseconds; -1 waits for ever, -2 makes a connect request return at once.
 class CVexTCPIPBase
 {

@@ -134,7 +134,7 @@ TEST(CVexMail, DividesListsOfAddressesAtCommasThatAreNoPartOfAnAddress)
 		{ " , a@b ,,\t<c@d>\t, ", "[a@b][<c@d>]" },
 		{ "\"N, (M\" <a@b>,c@d (x (y, z), w\\),),<e,f@g>,h", "[\"N, (M\" <a@b>][c@d (x (y, z), w\\),)][<e,f@g>][h]" },
 		{ "\"N \\\"M, O\\\" P\" <a@b>,c@d", "[\"N \\\"M, O\\\" P\" <a@b>][c@d]" },
-		{ "a), b>, c\\, \"d, e", "[a)][b>][c\\][\"d, e]" },
+		{ "a), b>, c\\, \"d, e", "[a)][b>][c\\][\"d][e]" },
 	};
 	for (const auto& [sList, sAddresses] : aCases)
 		EXPECT_EQ(Join(CVexMail("To: " + sList).GetTo()), sAddresses);
