@@ -23,8 +23,8 @@ std::ostream& operator<<(std::ostream& rStream, ETraceLine eLine)
 	return rStream << "\tFile source/VexScheduler Line " << static_cast<int>(eLine);
 }
 
-const int nPauses = 10;
-const long nPauseMs = 100;
+const int nPauses = 20;
+const long nPauseMs = 50;
 
 // A second, but for a request to end. Not a wait for that event: its deadline is one of the wall clock, and a clock that
 // is put back would stop all jobs. The signals that end an application are left to other threads meanwhile: a handler that

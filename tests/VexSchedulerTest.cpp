@@ -132,7 +132,7 @@ TEST(CVexScheduler, LastDestructionEndsTheThreadAtOnce)
 	const auto oStart = std::chrono::steady_clock::now();
 	for (int i = 0; i < 20; ++i)
 		CVexScheduler oScheduler(Daily(In(100000), 1));
-	EXPECT_LT(std::chrono::steady_clock::now() - oStart, std::chrono::seconds(2));    // 20 pauses would be 20 s
+	EXPECT_LT(std::chrono::steady_clock::now() - oStart, std::chrono::seconds(10));    // 20 pauses would be 20 s
 }
 
 // Destroys its scheduler in Finalize(), by a signal on the scheduler's own thread: in an indication, or while it waits.
