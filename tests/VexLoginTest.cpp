@@ -3,11 +3,10 @@
 #include "VexLogin.h"
 
 #include "support/ProgramRunner.h"
+#include "support/PseudoTerminal.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <termios.h>
 
 namespace
 {
@@ -18,8 +17,7 @@ struct CLoginTest
 	{
 		CProgramRunner oProgram(m_sProgram);
 		oProgram.Start({}, sCommands);
-		EXPECT_TRUE(oProgram.WaitForEnd(60000));
-		EXPECT_EQ(oProgram.ExitStatus(), 0) << oProgram.ErrorOutput();
+		EXPECT_EQ(oProgram.EndStatus(), 0) << oProgram.ErrorOutput();
 		return oProgram.Output();
 	}
 
@@ -50,22 +48,20 @@ TEST(CVexLogin, EachOutcomeHasItsResult)
 		{ "login anna ac check anna ac login otto ab check otto ab", "1 1 2 2 " },
 		{ "register anna cd register ANNA cd", "2 2 " },
 		{ "check anna - check - - check - ab", "3 3 4 " },
-		{ "login anna", "3 " },    // the input ends
-		{ "register", "3 " },
 		{ "login broken ab check broken - register broken ab login broken ab", "2 3 0 0 " },
 		// Names and passwords that the file cannot hold.
 		{ "register [x ab register a=b ab register #x ab register x#y ab register =x ab", "5 5 5 5 5 " },
 		{ "register " + sHuge.substr(0, 1023) + " ab register otto " + sHuge.substr(0, 600), "5 5 " },
 		{ "login " + sHuge + " " + sHuge, "2 " },
+		{ "login anna", "3 " },    // the input ends
 	};
+	const CLoginTest oTest, oUnwritable;
 	for (const auto& [sCommands, sResults] : aCases)
 	{
-		const CLoginTest oTest;
 		oTest.m_oFolder.WriteFile("Password.ini", "[Username]\nanna=0161\na=0161\nbroken=xy\n");
 		EXPECT_EQ(oTest.Run(sCommands), sResults) << sCommands.substr(0, 80);
 		EXPECT_EQ(oTest.Run("login anna ab login a ab"), "0 0 ") << sCommands.substr(0, 80);
 	}
-	const CLoginTest oUnwritable;
 	std::filesystem::create_directory(oUnwritable.m_oFolder.Path("Password.ini"));
 	EXPECT_EQ(oUnwritable.Run("register anna ab login anna ab"), "5 2 ");
 }
@@ -74,33 +70,21 @@ TEST(CVexLogin, ThePasswordIsTypedWithoutEcho)
 {
 	const CLoginTest oTest;
 	oTest.m_oFolder.WriteFile("Password.ini", "[Username]\nanna=0161\n");
-	const int nMaster = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-	ASSERT_TRUE(nMaster >= 0 && grantpt(nMaster) == 0 && unlockpt(nMaster) == 0);
-	const int nTerminal = open(ptsname(nMaster), O_RDWR | O_NOCTTY | O_CLOEXEC);
-	ASSERT_GE(nTerminal, 0);
-	const auto Echo = [&]
-	{
-		termios oAttributes = {};
-		tcgetattr(nTerminal, &oAttributes);
-		return (oAttributes.c_lflag & ECHO) != 0;
-	};
+	const CPseudoTerminal oTerminal;
 	const auto Type = [&](const std::string& sText)
-	{ EXPECT_EQ(write(nMaster, sText.data(), sText.size()), static_cast<ssize_t>(sText.size())); };
+	{ EXPECT_EQ(write(oTerminal.m_nDevice, sText.data(), sText.size()), static_cast<ssize_t>(sText.size())); };
 
 	CProgramRunner oProgram(oTest.m_sProgram);
-	oProgram.Start({}, "", nTerminal);
+	oProgram.Start({}, "", oTerminal.m_nLine);
 	Type("login\nanna\n");
-	EXPECT_TRUE(oProgram.WaitFor(60000, [&] { return !Echo(); }));
+	EXPECT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
 	Type("ab\n");
 	EXPECT_TRUE(oProgram.WaitForOutput("0 ", 60000));
-	EXPECT_TRUE(Echo());
+	EXPECT_TRUE(oTerminal.Echo());
 	Type("\x04");    // end of input
-	EXPECT_TRUE(oProgram.WaitForEnd(60000));
-	EXPECT_EQ(oProgram.ExitStatus(), 0);
+	EXPECT_EQ(oProgram.EndStatus(), 0);
 
 	char szEchoed[100] = "";
-	EXPECT_GT(read(nMaster, szEchoed, sizeof(szEchoed) - 1), 0);
+	EXPECT_GT(read(oTerminal.m_nDevice, szEchoed, sizeof(szEchoed) - 1), 0);
 	EXPECT_EQ(std::string(szEchoed).find("ab"), std::string::npos) << szEchoed;
-	close(nTerminal);
-	close(nMaster);
 }

@@ -13,9 +13,7 @@ TEST(CVexMailAddress, FindsAddressAndNameInEveryForm)
 	const std::string aasCases[][3] = {
 		{ "\"N, \xE4\" <a@b>", "a@b", "N, \xE4" },
 		{ "a@b (N N)", "a@b", "N N" },
-		{ "<a@b> (N)", "a@b", "N" },
 		{ "N a@b\r\nX: y", "a@b\r\nX:", "" },
-		{ "a@b\r\n", "a@b", "" },
 		{ "\"v@w x@y\" <a@b>", "a@b", "v@w x@y" },
 		{ "\"x@y\" <a@b> \"z\"", "a@b", "x@y" },
 		{ "\"N <a@b>", "a@b", "" },    // a quote that is not closed
@@ -36,18 +34,13 @@ TEST(CVexMailAddress, ANameWithoutABlankBehindItLosesItsLastCharacterKept)
 
 TEST(CVexMailAddress, SettingReplacesWhatIsThereAndElseAddsIt)
 {
-	const char* const aapszCases[][3] = {
-		{ "a", "ax@y", "\"N\" a" },
-		{ "\"A\" <a@b>", "\"A\" <x@y>", "\"N\" <a@b>" },
-	};
-	for (const auto& [pszText, pszWithAddress, pszWithName] : aapszCases)
-	{
-		CVexMailAddress oOther{ std::string(pszText) }, oNamed(oOther);
-		oOther.SetSmtpAddress("x@y");
-		EXPECT_EQ(VexToString(oOther), pszWithAddress);
-		oNamed.SetDisplayname("N");
-		EXPECT_EQ(VexToString(oNamed), pszWithName);
-	}
+	CVexMailAddress oBare("a"s), oNamed("\"A\" <a@b>"s);
+	oBare.SetSmtpAddress("x@y");
+	oNamed.SetSmtpAddress("x@y");
+	EXPECT_EQ(VexToString(oBare) + "," + VexToString(oNamed), "ax@y,\"A\" <x@y>");
+	oBare.SetDisplayname("N");
+	oNamed.SetDisplayname("N");
+	EXPECT_EQ(VexToString(oBare) + "," + VexToString(oNamed), "\"N\" ax@y,\"N\" <x@y>");
 }
 
 TEST(CVexMailAddress, OnlyTheAddressIsComparedInAnyCase)
@@ -60,15 +53,9 @@ TEST(CVexMailAddress, OnlyTheAddressIsComparedInAnyCase)
 TEST(CVexMailAddress, ReadsOneLineOfAtMost255Characters)
 {
 	const std::string sLongest(255, 'a');
-	CVexMailAddress oAddress("before");
-	std::istringstream oStream("<a@b>\n\n" + sLongest + "\n" + sLongest + "b");
-	for (const std::string& rsLine : { "<a@b>"s, ""s, sLongest, sLongest })
-	{
-		EXPECT_TRUE(oStream.good());
-		oStream >> oAddress;
-		EXPECT_EQ(VexToString(oAddress), rsLine);
-	}
-	EXPECT_TRUE(oStream.fail());
-	EXPECT_TRUE(VexFromString(oAddress, "a@b"));
-	EXPECT_EQ(VexToString(oAddress), "a@b");
+	CVexMailAddress oFirst, oSecond;
+	std::istringstream oStream("<a@b>\n" + sLongest + "b");
+	EXPECT_TRUE(oStream >> oFirst);
+	EXPECT_FALSE(oStream >> oSecond);
+	EXPECT_EQ(VexToString(oFirst) + VexToString(oSecond), "<a@b>" + sLongest);
 }

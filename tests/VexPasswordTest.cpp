@@ -5,7 +5,6 @@
 #include "VexStringFunc.h"
 
 #include <gtest/gtest.h>
-#include <iostream>
 
 using namespace std::string_literals;
 
@@ -73,17 +72,4 @@ TEST(CVexPassword, TextsAreReadAsPairsOfDigits)
 		EXPECT_FALSE(VexFromString(oPassword, rsText)) << rsText;
 		EXPECT_EQ(oPassword.GetPassword(), "old") << rsText;
 	}
-}
-
-TEST(CVexPassword, IsReadFromStandardInputAsAWord)
-{
-	std::istringstream oInput(" ab cd");
-	std::streambuf* const pOld = std::cin.rdbuf(oInput.rdbuf());
-	CVexPassword aoPasswords[] = { CVexPassword(true), CVexPassword(false), CVexPassword(false) };
-	for (CVexPassword& roPassword : aoPasswords)
-		roPassword.ReadPassword();
-	std::cin.rdbuf(pOld);
-	EXPECT_EQ(aoPasswords[0].GetPassword(), "\x01\x61");
-	EXPECT_EQ(aoPasswords[1].GetPassword(), "cd");
-	EXPECT_EQ(aoPasswords[2].GetPassword(), "");
 }

@@ -45,17 +45,13 @@ TEST(CVexSMTPClient, AFailureAtAnyPointEndsTheSendingWithItsResult)
 {
 	const std::tuple<const char*, std::string, Client::ERetCode, int> aCases[] = {
 		{ "greeting", "421 no\r\n", Client::eServiceNotAvailable, 0 },
-		{ "greeting", "\v", Client::eTimeout, 0 },
 		{ "HELO", "250", Client::eTimeout, 1 },    // no line end
-		{ "RSET", "\v", Client::eTimeout, 2 },
-		{ "RSET", "\r\n", Client::eSmtpError, 2 },
 		{ "RSET", "221 x\r\n", Client::eServiceNotAvailable, 2 },
 		{ "RSET", std::string(10000000, 'x') + "\r\n", Client::eSmtpError, 2 },
 		{ "MAIL", "250-a\r\n250-b\r\n550 c\r\n", Client::eSmtpOK, 11 },    // its other lines answer nothing
 		{ "RCPT", std::string("550\0\r\n250 ok\r\n", 14), Client::eMailboxNotFound, 4 },
 		{ "DATA", "\v", Client::eTimeout, 5 },
 		{ "DATA", "354 go\r\n\a\v", Client::eTCPIPError, 5 },    // takes nothing of the message
-		{ "From", "\v", Client::eTimeout, 6 },
 		{ "From", "552 full\r\n", Client::eStorageAllocationExceeded, 6 },
 	};
 	for (const auto& [szLine, sAnswer, eResult, nLines] : aCases)

@@ -96,7 +96,7 @@ TEST_F(CVexSerialLine, AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept)
 	fcntl(m_oPort.m_hPort, F_SETFL, O_RDWR | O_NONBLOCK);
 	const std::string sTooMuch(1 << 20, 'x');
 	EXPECT_EQ(m_oPort.DataReq(sTooMuch.data(), 1 << 20, 60000), C::E_OK);
-	EXPECT_TRUE(CProgramRunner::WaitFor(60000, [&] { return m_oPort.DataReq(&sTooMuch[0], 1, 0) == C::E_TIMEOUT; }));
+	EXPECT_TRUE(ComesTrue([&] { return m_oPort.DataReq(&sTooMuch[0], 1, 0) == C::E_TIMEOUT; }));
 }
 
 TEST_F(CVexSerialLine, ALostDeviceBurnsNoProcessor)
@@ -116,7 +116,7 @@ TEST_F(CVexSerialLine, EveryByteGoesToSocatAndBack)
 	if (access("/usr/bin/socat", X_OK) != 0)
 		GTEST_SKIP() << "socat is not installed";
 	oSocat.Start({ "PTY,link=" + oFolder.Path("line"), "EXEC:cat" });
-	ASSERT_TRUE(oSocat.WaitFor(60000, [&] { return oFolder.HasFile("line"); })) << oSocat.ErrorOutput();
+	ASSERT_TRUE(ComesTrue([&] { return oFolder.HasFile("line"); })) << oSocat.ErrorOutput();
 	std::string sBytes(1 << 20, '\0');
 	std::generate(sBytes.begin(), sBytes.end(), [n = 0u]() mutable { return char(n++ * 2654435761u >> 13); });
 	oTerminal.Start({ "-port", std::to_string(oLink.m_nPort) }, sBytes);
@@ -141,8 +141,4 @@ TEST(CVexSerial, AClosedPortCountsItsSleepsKept)
 	EXPECT_EQ(sData + oPort.GetReceivedData(), "OK\r\nrest");
 }
 
-TEST(CVexSerial, AWrongNumberOfStopBitsEndsTheProgram)
-{
-	EXPECT_EXIT(CPort().SetNumStopbits(C::E_NUM_STOPBITS(2)), testing::KilledBySignal(SIGABRT), "2 is no");
-}
 }    // namespace

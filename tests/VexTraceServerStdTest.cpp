@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace
 {
@@ -50,16 +49,6 @@ TEST(CVexTraceServerStd, FileOfTheUtcDayKept)
 	CVexTraceServerStd oServer(oFolder.Path("prefix-").c_str(), "txt");    // used as they stand
 	oServer.SaveMsg(CDatedMsg(At(31, 1, 3), "still the 30th in UTC"), "o");
 	EXPECT_TRUE(oFolder.HasFile("prefix-Trace20091230txt"));
-}
-
-TEST(CVexTraceServerStd, FileThatCannotBeOpenedIsTriedAgain)
-{
-	CTempFolder oFolder;
-	CVexTraceServerStd oServer((oFolder.Path("missing") + "/").c_str(), nullptr);
-	EXPECT_TRUE(oServer.SaveMsg(CDatedMsg(At(30, 1), "lost"), "o"));
-	std::filesystem::create_directory(oFolder.Path("missing"));
-	oServer.SaveMsg(CDatedMsg(At(30, 1), "kept"), "o");
-	EXPECT_EQ(oFolder.ReadFile("missing/Trace20091230.log"), "30.12.2009 01:05:03.042\tINFO\to\tkept\n");
 }
 
 // A limit on the size of files stands for the full disk: the line that does not fit is lost, the next one is whole.

@@ -1,20 +1,14 @@
 // Addresses of any shape: the parts lie within the text, what is set is there afterwards and the rest stays, and a text
 // that is written reads back.
 
+#include "Require.h"
+
 #include "VexMailAddress.h"
 
-#include <cstdint>
-#include <cstdlib>
 #include <sstream>
 
 namespace
 {
-void Require(bool bHolds)
-{
-	if (!bHolds)
-		std::abort();
-}
-
 std::string Text(const CVexMailAddress& rAddress)
 {
 	std::ostringstream oText;
@@ -37,16 +31,6 @@ void CheckParts(const CVexMailAddress& rAddress)
 	Require(rAddress.GetDisplayname() == sText.substr(nPos, nLength));
 }
 
-void CheckStream(const CVexMailAddress& rAddress)
-{
-	const std::string sText = Text(rAddress);
-	std::istringstream oStream(sText + '\n');
-	CVexMailAddress oRead;
-	oStream >> oRead;
-	const std::size_t nLine = sText.find('\n');
-	Require(Text(oRead) == sText.substr(0, nLine).substr(0, 255));
-	Require(oStream.fail() == ((nLine == sText.npos ? sText.size() : nLine) > 255));
-}
 }    // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize)
@@ -55,10 +39,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
 	const CVexMailAddress oAddress(sText);
 	Require(Text(oAddress) == sText && oAddress == oAddress);
 	CheckParts(oAddress);
-	CheckStream(oAddress);
 
 	CVexMailAddress oOther(oAddress), oNamed(oAddress);
-	const std::string sSmtpAddress = oAddress.GetSmtpAddress(), sDisplayname = oAddress.GetDisplayname();
+	const std::string sSmtpAddress = oAddress.GetSmtpAddress();
 	oOther.SetSmtpAddress("x@y");
 	CheckParts(oOther);
 	Require(Text(oOther).size() == sText.size() - sSmtpAddress.size() + 3);
@@ -68,10 +51,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
 	oNamed.SetDisplayname("Name");
 	CheckParts(oNamed);
 	Require(oNamed.GetDisplayname() == "Name");
-	if (!sDisplayname.empty())
-	{
-		oNamed.SetDisplayname(sDisplayname);
-		Require(Text(oNamed) == sText);
-	}
 	return 0;
 }

@@ -1,35 +1,26 @@
 // Schedules of every kind: the next due time that is computed must be the one that stepping gives.
 
+#include "Require.h"
+
 #include "VexScheduleInternal.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
 
 namespace
 {
 // The bytes of an input, and 0 behind its end.
-class CBytes
+struct SBytes
 {
-public:
-	CBytes(const std::uint8_t* pData, std::size_t nSize) : m_pNext(pData), m_nLeft(nSize) {}
-
-	template <class T>
-	T Take()
+	std::uint64_t Take(int nBytes)
 	{
-		T nValue = 0;
-		const std::size_t nSize = std::min(sizeof nValue, m_nLeft);
-		if (nSize != 0)
-			std::memcpy(&nValue, m_pNext, nSize);
-		m_pNext += nSize;
-		m_nLeft -= nSize;
+		std::uint64_t nValue = 0;
+		for (; nBytes > 0; --nBytes)
+			nValue = nValue << 8 | (m_pNext != m_pEnd ? *m_pNext++ : 0u);
 		return nValue;
 	}
 
-private:
 	const std::uint8_t* m_pNext;
-	std::size_t m_nLeft;
+	const std::uint8_t* const m_pEnd;
 };
 
 enum EAnswer
@@ -40,111 +31,85 @@ enum EAnswer
 };
 
 // The rule of GetNextTime(), a step at a time.
-class CWalk
+struct SWalk
 {
-public:
-	CWalk(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow)
-		: m_oTime(rInfo.GetStartDatum()), m_rInfo(rInfo), m_rNow(rNow)
+	SWalk(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow) : m_oTime(rInfo.GetStartDatum())
 	{
-		m_eAnswer = rInfo.GetType() == CVexScheduleInfo::E_FROM_TO ? WalkFromTo() : WalkRecurring();
+		for (int nSteps = 0; nSteps < 400 && m_eAnswer == eTooFar; ++nSteps)
+		{
+			const bool bAhead = m_oTime >= rNow;
+			if (rInfo.GetType() == CVexScheduleInfo::E_FROM_TO
+					? m_oTime > rInfo.GetEndeDatum() || rNow > rInfo.GetEndeDatum()
+					: !bAhead && m_nRepetitions >= rInfo.GetWiederholungen())
+				m_eAnswer = eNever;
+			else if (bAhead && rInfo.IsNextTimeNotInException(m_oTime))
+				m_eAnswer = eDue;
+			else if (!Step(rInfo.GetAbstand()))
+				m_eAnswer = eNever;
+			else if (!bAhead && rInfo.IsNextTimeNotInException(m_oTime))
+				++m_nRepetitions;
+		}
 	}
 
-	EAnswer m_eAnswer;
+	// False without a step, and at the end of all times.
+	bool Step(const CVexTimeDiff& rStep)
+	{
+		const long long nStep = rStep.GetTotalMilliSeconds();
+		if (nStep == 0 || m_oTime.GetLocaltime() > std::numeric_limits<long long>::max() - nStep)
+			return false;
+		m_oTime += rStep;
+		return true;
+	}
+
+	EAnswer m_eAnswer = eTooFar;
 	CVexLocalTime m_oTime;
 	long m_nRepetitions = 0;    // that were passed
-
-private:
-	EAnswer WalkFromTo()
-	{
-		if (m_rNow > m_rInfo.GetEndeDatum())
-			return eNever;
-		while (m_oTime < m_rNow)
-			if (!Step())
-				return m_eEnd;
-		while (m_oTime <= m_rInfo.GetEndeDatum())
-			if (m_rInfo.IsNextTimeNotInException(m_oTime))
-				return eDue;
-			else if (!Step())
-				return m_eEnd;
-		return eNever;
-	}
-
-	EAnswer WalkRecurring()
-	{
-		while (m_nRepetitions < m_rInfo.GetWiederholungen() && m_oTime < m_rNow)
-			if (!Step())
-				return m_eEnd;
-			else if (m_rInfo.IsNextTimeNotInException(m_oTime))
-				++m_nRepetitions;
-		if (m_oTime < m_rNow)
-			return eNever;
-		while (!m_rInfo.IsNextTimeNotInException(m_oTime))
-			if (!Step())
-				return m_eEnd;
-		return eDue;
-	}
-
-	// False at the end of all times, without a step, and after 400 steps.
-	bool Step()
-	{
-		const long long nStep = m_rInfo.GetAbstand().GetTotalMilliSeconds(), nTime = m_oTime.GetLocaltime();
-		if (nStep == 0 || nTime > std::numeric_limits<long long>::max() - nStep)
-			return false;
-		m_eEnd = ++m_nSteps < 400 ? eNever : eTooFar;
-		m_oTime += m_rInfo.GetAbstand();
-		return m_eEnd == eNever;
-	}
-
-	const CVexScheduleInfo& m_rInfo;
-	const CVexLocalTime& m_rNow;
-	EAnswer m_eEnd = eNever;
-	int m_nSteps = 0;
 };
 
-// The walk, which the answer has been compared with.
-CWalk Check(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow)
+void Check(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow)
 {
-	const CWalk oWalk(rInfo, rNow);
+	const SWalk oWalk(rInfo, rNow);
 	CVexLocalTime oNext(4711);
-	const bool bDue = VexSchedule::FindNextTime(rInfo, rNow, oNext);
-	const bool bRight = !bDue ? oWalk.m_eAnswer != eDue && oNext == CVexLocalTime(4711)
-							  : oNext.GetTimezone() == rInfo.GetStartDatum().GetTimezone() &&
-			(oWalk.m_eAnswer == eTooFar ? oNext >= oWalk.m_oTime : oWalk.m_eAnswer == eDue && oNext == oWalk.m_oTime);
-	if (!bRight)
-		abort();
-	return oWalk;
+	if (!VexSchedule::FindNextTime(rInfo, rNow, oNext))
+		Require(oWalk.m_eAnswer != eDue && oNext == CVexLocalTime(4711));
+	else if (oWalk.m_eAnswer == eTooFar)
+		Require(oNext >= oWalk.m_oTime);
+	else
+		Require(oWalk.m_eAnswer == eDue && oNext == oWalk.m_oTime &&
+			oNext.GetTimezone() == rInfo.GetStartDatum().GetTimezone());
+}
+
+// The time that lies so many ticks ahead; beyond the end of all times it goes on at their begin.
+CVexLocalTime Later(CVexLocalTime oTime, std::uint64_t nTicks)
+{
+	oTime.SetLocaltime(static_cast<long long>(static_cast<std::uint64_t>(oTime.GetLocaltime()) + nTicks));
+	return oTime;
 }
 
 // The schedule, and those that just reach its due time or just miss it.
 void CheckEnds(CVexScheduleInfo oInfo, const CVexLocalTime& rNow)
 {
-	const CWalk oWalk = Check(oInfo, rNow);
-	for (const int nMore : { 2, 1, 0 })
+	Check(oInfo, rNow);
+	const SWalk oWalk(oInfo, rNow);
+	for (const int nMore : { -1, 0, 1 })
+	{
 		if (oInfo.GetType() == CVexScheduleInfo::E_RECURRING)
-		{
-			oInfo.SetWiederholungen(oWalk.m_nRepetitions + nMore - 1);
-			Check(oInfo, rNow);
-		}
+			oInfo.SetWiederholungen(oWalk.m_nRepetitions + nMore);
 		else
-		{
-			CVexLocalTime oEnd = oWalk.m_oTime;
-			oEnd.SetLocaltime(static_cast<long long>(
-				static_cast<std::uint64_t>(oEnd.GetLocaltime()) - static_cast<unsigned int>(nMore)));
-			oInfo.SetEndeDatum(oEnd);
-			Check(oInfo, rNow);
-		}
+			oInfo.SetEndeDatum(Later(oWalk.m_oTime, static_cast<std::uint64_t>(nMore)));
+		Check(oInfo, rNow);
+	}
 }
 
 // The same with windows whose edges lie at a time that the schedule reaches.
 void CheckEdges(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow)
 {
 	CheckEnds(rInfo, rNow);
-	const CVexLocalTime oTime = CWalk(rInfo, rNow).m_oTime;
-	const auto nMilli = static_cast<long long>(static_cast<std::uint64_t>(oTime.GetHighResolutionLocaltime()) %
-		VexTime::nTicksPerDay / VexTime::nTicksPerMilli);
+	const long long nTime = SWalk(rInfo, rNow).m_oTime.GetHighResolutionLocaltime();
+	const std::uint64_t nMilli = static_cast<std::uint64_t>(nTime) % VexTime::nTicksPerDay / VexTime::nTicksPerMilli;
 	for (const int nMicro : { -1, 0, 1, 1000 })
 	{
-		const CVexTimeDiff oEdge = CVexTimeDiff(nMilli) + CVexTimeDiff(0, 0, 0, 0, 0, nMicro, 0);
+		const CVexTimeDiff oEdge(0, 0, 0, 0, static_cast<int>(nMilli), nMicro, 0);
 		CVexScheduleInfo oFrom(rInfo), oTo(rInfo);
 		oFrom.SetStartZeit(oEdge);
 		CheckEnds(oFrom, rNow);
@@ -155,73 +120,58 @@ void CheckEdges(const CVexScheduleInfo& rInfo, const CVexLocalTime& rNow)
 	}
 }
 
-// Any number, or a round one.
-std::uint64_t TakeStep(CBytes& rBytes)
+// Ticks of any number, or full minutes or hours of some weeks.
+std::uint64_t TakeStep(SBytes& rBytes)
 {
-	const auto nKind = rBytes.Take<std::uint8_t>();
-	const auto nRaw = rBytes.Take<std::uint64_t>();
+	const std::uint64_t nKind = rBytes.Take(1), nRaw = rBytes.Take(8);
 	if (nKind < 128)
 		return nRaw >> nKind % 64;
-	return nKind % 2 == 0 ? nRaw % 400 * (VexTime::nTicksPerMinute << nKind / 2 % 4)
-						  : nRaw % 80 * VexTime::nTicksPerHour * 6;
+	return nRaw % 400 * (nKind % 2 ? VexTime::nTicksPerHour : VexTime::nTicksPerMinute);
 }
 
-// In our days, at a full minute there or just before, near the ends of what is stored, or anywhere.
-std::uint64_t TakeStart(CBytes& rBytes)
+// Anywhere, near the ends of what is stored, or in our days: mostly at a full minute there or just before.
+std::uint64_t TakeStart(SBytes& rBytes)
 {
-	const auto nKind = rBytes.Take<std::uint8_t>();
-	const auto nRaw = rBytes.Take<std::uint64_t>();
+	const std::uint64_t nKind = rBytes.Take(1), nRaw = rBytes.Take(8);
+	if (nKind % 8 < 2)
+		return nKind % 8 == 0 ? nRaw : (nKind / 8 % 2 << 63) + (nRaw >> 12) - (std::uint64_t(1) << 51);
 	const std::uint64_t nOurDays = nRaw % 10000000000000000 + 6300000000000000000;
-	switch (nKind % 8)
-	{
-	case 0:
-		return nRaw;
-	case 1:
-		return (std::uint64_t(nKind / 8 % 2) << 63) + (nRaw >> 12) - (std::uint64_t(1) << 51);
-	case 2:
-		return nOurDays;
-	default:
-		return nOurDays - nOurDays % VexTime::nTicksPerMinute - nKind / 8 % 2;
-	}
+	return nKind % 8 == 2 ? nOurDays : nOurDays - nOurDays % VexTime::nTicksPerMinute - nKind / 8 % 2;
 }
 
-// Within a step behind nSteps steps from rTime.
-CVexLocalTime TakeTime(CBytes& rBytes, const CVexLocalTime& rTime, const CVexTimeDiff& rStep)
+// Some steps from oTime, or between two of them; in any zone.
+CVexLocalTime TakeTime(SBytes& rBytes, CVexLocalTime oTime, const CVexTimeDiff& rStep)
 {
 	const auto nStep = static_cast<std::uint64_t>(rStep.GetTotalMilliSeconds());
-	const auto nSteps = static_cast<std::uint64_t>(rBytes.Take<std::uint16_t>() % 100 - 5);
-	const auto nKind = rBytes.Take<std::uint8_t>();
-	const std::uint64_t nRest = nKind < 128 ? 0 : rBytes.Take<std::uint64_t>() % (nStep + 1);
-	CVexLocalTime oTime = rTime;
-	oTime.ChangeTimezone(nKind % 16 - 8);
-	oTime.SetLocaltime(
-		static_cast<long long>(static_cast<std::uint64_t>(rTime.GetLocaltime()) + nStep * nSteps + nRest));
-	return oTime;
+	const std::uint64_t nSteps = rBytes.Take(2) % 100 - 5, nKind = rBytes.Take(1);
+	oTime.ChangeTimezone(static_cast<int>(nKind % 16) - 8);
+	return Later(oTime, nStep * nSteps + (nKind < 128 ? 0 : rBytes.Take(8) % (nStep + 1)));
 }
 
 // Any time of day, and a little beyond.
-CVexTimeDiff TakeTimeOfDay(CBytes& rBytes)
+CVexTimeDiff TakeTimeOfDay(SBytes& rBytes)
 {
-	return CVexTimeDiff(rBytes.Take<std::uint32_t>() % 86500000 - 50000LL, rBytes.Take<std::uint8_t>() % 4, 0);
+	const auto nMilli = static_cast<long long>(rBytes.Take(4) % 86500000) - 50000;
+	return CVexTimeDiff(nMilli, static_cast<unsigned int>(rBytes.Take(1) % 4), 0);
 }
 }    // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize)
 {
-	CBytes oBytes(pData, nSize);
+	SBytes oBytes = { pData, pData + nSize };
 	CVexScheduleInfo oInfo;
-	CVexLocalTime oStart(oBytes.Take<std::int8_t>() / 8);
+	CVexLocalTime oStart(static_cast<int>(oBytes.Take(1) % 32) - 16);
 	oStart.SetLocaltime(static_cast<long long>(TakeStart(oBytes)));
 	oInfo.SetStartDatum(oStart);
 	const auto nStepMilli = static_cast<long long>(TakeStep(oBytes));
-	oInfo.SetAbstand(CVexTimeDiff(nStepMilli, oBytes.Take<std::uint16_t>() % 1000u, 0));
+	oInfo.SetAbstand(CVexTimeDiff(nStepMilli, static_cast<unsigned int>(oBytes.Take(2) % 1000), 0));
 	const CVexLocalTime oNow = TakeTime(oBytes, oStart, oInfo.GetAbstand());
 	oInfo.SetEndeDatum(TakeTime(oBytes, oNow, oInfo.GetAbstand()));
 	oInfo.SetStartZeit(TakeTimeOfDay(oBytes));
 	oInfo.SetEndeZeit(TakeTimeOfDay(oBytes));
-	oInfo.SetTage(oBytes.Take<std::int16_t>());
-	if (oBytes.Take<std::uint8_t>() % 2 == 0)
-		oInfo.SetWiederholungen(oBytes.Take<std::int16_t>());
+	oInfo.SetTage(static_cast<short>(oBytes.Take(2)));
+	if (oBytes.Take(1) % 2 == 0)
+		oInfo.SetWiederholungen(static_cast<short>(oBytes.Take(2)));
 	CheckEdges(oInfo, oNow);
 	return 0;
 }

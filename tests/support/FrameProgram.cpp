@@ -14,6 +14,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <map>
 
 namespace
 {
@@ -80,46 +82,37 @@ protected:
 	void Run() override
 	{
 		Tell("Run " + m_sStdConfigFile + " " + GetCommandLine());
-		if (m_sMode == "wait")
-			m_oNever.Wait(nForEver);
-		else if (m_sMode == "poll")
-			while (!m_oNever.Wait(0))
-			{
-			}
-		else if (m_sMode == "busy")
-			TraceBusily();
-		else if (m_sMode == "many")
-			TraceMany();
-		else if (m_sMode == "raised")
-			TellWhenRaised();
-		else if (m_sMode == "hold")
-			HoldAUse(SIGTERM);
-		else if (m_sMode == "giveback")
-			HoldAUse(SIGABRT);
-		else if (m_sMode == "abort" && m_oTrace.GetServerObject(CVexTraceMsg::eError))
-			std::abort();
-		else if (m_sMode == "flag" && !m_oTrace.GetTraceFlag("Any"))
-			raise(SIGTERM);
-		else if (m_sMode == "server-thread")
-			SignalTheServerThread();
-		else if (m_sMode == "fork")
-			TraceInChildren();
-		else if (m_sMode == "child-signal")
-			SignalAChild();
+		const std::map<std::string, std::function<void()>> oModes = {
+			{ "wait", [&] { m_oNever.Wait(nForEver); } },
+			{ "poll", [&] { Poll(); } },
+			{ "busy", [&] { TraceBusily(); } },
+			{ "many", TraceMany },
+			{ "raised", [&] { TellWhenRaised(); } },
+			{ "hold", [&] { HoldAUse(SIGTERM); } },
+			{ "giveback", [&] { HoldAUse(SIGABRT); } },
+			{ "abort", [&] { m_oTrace.GetServerObject(CVexTraceMsg::eError), std::abort(); } },
+			{ "flag", [&] { m_oTrace.GetTraceFlag("Any"), raise(SIGTERM); } },
+			{ "server-thread", [&] { SignalTheServerThread(); } },
+			{ "fork", [&] { TraceInChildren(); } },
+			{ "child-signal", SignalAChild },
+		};
+		if (const auto oMode = oModes.find(m_sMode); oMode != oModes.end())
+			oMode->second();
 	}
 
 private:
+	void Poll()
+	{
+		while (!m_oNever.Wait(0))
+			continue;
+	}
+
 	void TraceBusily()
 	{
 		CTracer aoTracers[] = { { 1, 0 }, { 2, 0 }, { 3, 0 } };
 		Tell("busy");
-		for (unsigned int i = 0;; ++i)
-			if (CVexTraceServer* pServer = m_oTrace.GetServerObject(CVexTraceMsg::eInfo))
-			{
-				std::ostringstream oStream;
-				oStream << "number " << i;
-				m_oTrace.AddMsg(CVexTraceMsg::eInfo, oStream, pServer);
-			}
+		for (;;)
+			m_oTrace.AddMsg(CVexTraceMsg::eInfo, "number");
 	}
 
 	static void TraceMany()
@@ -201,13 +194,8 @@ private:
 
 	static void SignalAChild()
 	{
-		const auto Signal = []
-		{
-			raise(SIGTERM);
-			raise(SIGABRT);
-			Tell("child goes on");
-		};
-		Tell("child status " + std::to_string(RunInChild(Signal)));
+		const int nStatus = RunInChild([] { raise(SIGTERM), raise(SIGABRT), Tell("child goes on"); });
+		Tell("child status " + std::to_string(nStatus));
 	}
 
 	CVexEvent m_oNever;

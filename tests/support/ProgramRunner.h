@@ -31,8 +31,7 @@ inline std::string LinkProgram(const std::string& sProgram, const CTempFolder& r
 //
 //     CProgramRunner oProgram(LinkProgram(VEX_TEST_PROGRAM_DIR "/LoginProgram", oFolder));
 //     oProgram.Start({ "-v" }, "text on its standard input");
-//     ASSERT_TRUE(oProgram.WaitForEnd(60000));
-//     EXPECT_EQ(oProgram.ExitStatus(), 0) << oProgram.ErrorOutput();
+//     EXPECT_EQ(oProgram.EndStatus(), 0) << oProgram.ErrorOutput();
 class CProgramRunner
 {
 public:
@@ -45,9 +44,6 @@ public:
 			waitpid(m_nPid, &m_nStatus, 0);
 	}
 
-	CProgramRunner(const CProgramRunner&) = delete;
-	CProgramRunner& operator=(const CProgramRunner&) = delete;
-
 	// Call it once. The program's path becomes the first argument. With nStdin that descriptor is its standard input
 	// in place of the text; it stays the caller's.
 	void Start(const std::vector<std::string>& asArgs = {}, const std::string& sStdin = "", int nStdin = -1)
@@ -55,7 +51,6 @@ public:
 		if (std::fwrite(sStdin.data(), 1, sStdin.size(), m_poIn.get()) != sStdin.size())
 			throw std::runtime_error("cannot write the standard input");
 		std::rewind(m_poIn.get());
-
 		std::vector<char*> apArgs = { m_sProgram.data() };
 		for (const std::string& rsArg : asArgs)
 			apArgs.push_back(const_cast<char*>(rsArg.c_str()));
@@ -68,8 +63,6 @@ public:
 		m_bRunning = true;
 	}
 
-	pid_t Pid() const { return m_nPid; }
-
 	// Nothing is sent once WaitForEnd() has seen the end: the identifier may be another process's by then.
 	void SendSignal(int nSignal) const
 	{
@@ -78,27 +71,28 @@ public:
 	}
 
 	// False if the program still runs after the limit.
-	bool WaitForEnd(int nLimitMs)
+	bool WaitForEnd(int nLimitMs = 60000)
 	{
-		return WaitFor(nLimitMs, [this] { return HasEnded(); });
+		return ComesTrue([this] { return HasEnded(); }, nLimitMs);
 	}
 
 	// Waits until the program has written the text to its standard output. False if it ends without, or at the limit.
-	bool WaitForOutput(const std::string& sText, int nLimitMs)
+	bool WaitForOutput(const std::string& sText, int nLimitMs = 60000)
 	{
 		const auto HasWritten = [&] { return Output().find(sText) != std::string::npos; };
-		return WaitFor(nLimitMs, [&] { return HasWritten() || HasEnded(); }) && HasWritten();
+		return ComesTrue([&] { return HasWritten() || HasEnded(); }, nLimitMs) && HasWritten();
 	}
 
-	template <class TCondition>
-	static bool WaitFor(int nLimitMs, TCondition oCondition)
+	// Waits for the end, perhaps one that the signal brings: the exit status, or the signal that ended the program,
+	// negative. -1000 if it does not end.
+	int EndStatus(int nSignal = 0)
 	{
-		return ComesTrue(oCondition, nLimitMs);
+		SendSignal(nSignal);
+		return WaitForEnd(60000) ? ExitStatus() : -1000;
 	}
 
-	// After WaitForEnd(): the exit status, -1 if a signal ended the program; that signal, or 0.
-	int ExitStatus() const { return WIFEXITED(m_nStatus) ? WEXITSTATUS(m_nStatus) : -1; }
-	int EndSignal() const { return WIFSIGNALED(m_nStatus) ? WTERMSIG(m_nStatus) : 0; }
+	// After WaitForEnd(), the same.
+	int ExitStatus() const { return WIFEXITED(m_nStatus) ? WEXITSTATUS(m_nStatus) : -WTERMSIG(m_nStatus); }
 
 	// What the program has written so far.
 	std::string Output() const { return Text(m_poOut); }
@@ -134,8 +128,8 @@ private:
 	{
 		std::string sText;
 		char szBuffer[4096];
-		for (ssize_t n;
-			 (n = pread(fileno(rpoFile.get()), szBuffer, sizeof(szBuffer), static_cast<off_t>(sText.size()))) > 0;)
+		const int nFile = fileno(rpoFile.get());
+		for (ssize_t n; (n = pread(nFile, szBuffer, sizeof(szBuffer), static_cast<off_t>(sText.size()))) > 0;)
 			sText.append(szBuffer, static_cast<std::size_t>(n));
 		return sText;
 	}

@@ -1,10 +1,11 @@
 #pragma once
 
-// Serial devices for tests, at numbers that no real one has. They take write access to /dev.
+// Terminals for tests, and serial devices at numbers that no real one has. Those take write access to /dev.
 
 #include <cerrno>
 #include <pty.h>
 #include <string>
+#include <termios.h>
 #include <unistd.h>
 
 // A link "/dev/ttyS<n>" to any file, for as long as the object lives.
@@ -30,6 +31,14 @@ struct CPseudoTerminal
 {
 	CPseudoTerminal() { openpty(&m_nDevice, &m_nLine, nullptr, nullptr, nullptr); }
 	~CPseudoTerminal() { close(m_nDevice), close(m_nLine); }
+
+	// Whether what is typed is shown.
+	bool Echo() const
+	{
+		termios oAttributes = {};
+		tcgetattr(m_nLine, &oAttributes);
+		return (oAttributes.c_lflag & ECHO) != 0;
+	}
 
 	int m_nDevice = -1, m_nLine = -1;
 };

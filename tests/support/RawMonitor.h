@@ -2,37 +2,25 @@
 
 // A monitor made of a plain socket: it sends the bytes that the test gives it and reads frames.
 
-#include "LoopbackSocket.h"
+#include "RawPeer.h"
 #include "TraceFrames.h"
-#include "Waiting.h"
 
 // Connects in the constructor, for up to a minute. Nothing that is waited for takes longer than that either.
-class CRawMonitor
+class CRawMonitor : public CRawPeer
 {
 public:
-	explicit CRawMonitor(unsigned short nPort)
-	{
-		if (!ComesTrue([&] { return (m_nSocket = ConnectToLoopback(nPort)) >= 0; }))
-			throw std::runtime_error("no monitor port");
-	}
-	~CRawMonitor() { close(m_nSocket); }
-	CRawMonitor(const CRawMonitor&) = delete;
-	CRawMonitor& operator=(const CRawMonitor&) = delete;
+	explicit CRawMonitor(unsigned short nPort) : CRawPeer(Connect(nPort)) {}
 
-	void Send(const std::string& sBytes) { SendAll(m_nSocket, sBytes); }
-
-	// The payload of the next frame; "none" if none has come in that time, "end" behind the last one.
+	// The payload of the next frame; empty if none has come in that time, and behind the last one.
 	std::string Receive(int nLimitMs = 60000)
 	{
 		std::string sPayload;
 		while (!TakeFrame(m_sInput, sPayload))
 		{
-			if (!HasInput(m_nSocket, nLimitMs))
-				return "none";
-			const std::string sMore = ReceiveSome(m_nSocket);
-			if (sMore.empty())
-				return "end";
-			m_sInput += sMore;
+			const std::string sFirst = CRawPeer::Receive(1, nLimitMs);
+			if (sFirst.empty())
+				return "";
+			m_sInput += sFirst + CRawPeer::Receive(65536, 0);
 		}
 		return sPayload;
 	}
@@ -84,16 +72,14 @@ public:
 		return Ask(Word(0x01000600) + Word(1) + Word(nObject) + Word(nLevels));
 	}
 
-	// Without the closing handshake: the other end gets a reset.
-	void Reset()
+private:
+	static int Connect(unsigned short nPort)
 	{
-		const linger oLinger = { 1, 0 };
-		setsockopt(m_nSocket, SOL_SOCKET, SO_LINGER, &oLinger, sizeof oLinger);
-		close(m_nSocket);
-		m_nSocket = -1;
+		int nSocket = -1;
+		if (!ComesTrue([&] { return (nSocket = ConnectToLoopback(nPort)) >= 0; }))
+			throw std::runtime_error("no monitor port");
+		return nSocket;
 	}
 
-private:
-	int m_nSocket = -1;
 	std::string m_sInput;
 };

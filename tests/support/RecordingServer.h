@@ -18,17 +18,20 @@ public:
 		SetActiveServer(this);
 	}
 	~CRecordingServer() override { StopServer(); }
-	CRecordingServer(const CRecordingServer&) = delete;
-	CRecordingServer& operator=(const CRecordingServer&) = delete;
+
+	// The thread writes what is queued, and does not sit out its 3 s.
+	void WakeUp(long nMark = 0)
+	{
+		for (int i = 0; i < 251; ++i)
+			AddMsg(new CVexTraceMsg(CVexTraceMsg::eNone, -1, ("mark " + std::to_string(nMark)).c_str()));
+	}
 
 	// Until the thread has taken the last message of the queue: the messages before it are written then, as is a
 	// request to forget an object.
 	void WaitUntilWritten()
 	{
 		const long nMark = ++m_nMarks;
-		// Enough of them to wake the thread at once.
-		for (int i = 0; i < 251; ++i)
-			AddMsg(new CVexTraceMsg(CVexTraceMsg::eNone, -1, ("mark " + std::to_string(nMark)).c_str()));
+		WakeUp(nMark);
 		while (m_nMarkSeen != nMark)
 			CVexThread::Sleep(0, 1);
 	}

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <utility>
 
@@ -30,9 +31,6 @@ public:
 		m_oThread.join();
 		close(m_nListener);
 	}
-
-	CScriptedTraceServer(const CScriptedTraceServer&) = delete;
-	CScriptedTraceServer& operator=(const CScriptedTraceServer&) = delete;
 
 	unsigned short Port() const { return m_nPort; }
 
@@ -64,21 +62,14 @@ public:
 		if (sPayload.size() < 4 || sPayload[3] != 1)
 			return "";
 		const std::string sID = sPayload.substr(0, 3) + '\x02';
-		switch (sPayload[1])
-		{
-		case 1:
-		case 6:
-		case 8:
-			return Frame(sID + Word(0));
-		case 4:
-			return Frame(sID + Item("Program started at 24.12.2009"));
-		case 7:
-			return Frame(sID + Word(1) + Word(5) + Item("Name/CClass"));
-		case 9:
-			return Frame(sID + sPayload.substr(4, 4) + Item("Name/CClass"));
-		default:
-			return Frame(sID);
-		}
+		const std::map<int, std::string> asItems = { { 1, Word(0) },
+			{ 4, Item("Program started at 24.12.2009") },
+			{ 6, Word(0) },
+			{ 7, Word(1) + Word(5) + Item("Name/CClass") },
+			{ 8, Word(0) },
+			{ 9, sPayload.substr(4, 4) + Item("Name/CClass") } };
+		const auto oItems = asItems.find(sPayload[1]);
+		return Frame(oItems != asItems.end() ? sID + oItems->second : sID);
 	}
 
 	// A script that sends these bytes for the requests of the number, and confirms the others.

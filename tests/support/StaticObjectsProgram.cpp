@@ -1,7 +1,9 @@
 // Uses the library's statics from constructors and destructors of static objects that run before and after all others.
 
 #include "VexApplicationInfo.h"
+#include "VexLString.h"
 #include "VexProcess.h"
+#include "VexResourceFile.h"
 #include "VexTrace.h"
 #include "VexTraceServerStd.h"
 
@@ -20,7 +22,8 @@ void UseStatics(const std::string& sWhen)
 	std::ostringstream oStream;
 	oStream << CManipUTCTime(CVexUTCTime::DB_DATE) << CVexUTCTime(1, 2, 2003, 0, 0, 0, 0, 0, 0);
 	oStream << DiffTimeFormat(CVexTimeDiff::HHMMSS) << CVexTimeDiff(1, 0, 0, 1, 0, 0, 0);
-	const bool bOk = oStream.str() == "2003-02-01 24:00:01" &&
+	CVexResourceFile::m_oStdResFile.AddStringResource("late", "sp\xE4t", CVexResourceFile::eNeutral);
+	const bool bOk = CVexLString("late").GetString() == "sp\xE4t" && oStream.str() == "2003-02-01 24:00:01" &&
 		oMeineBeschreibung.GetDescriptionString(CVexTraceMsg::eError) == "ERROR" &&
 		CVexApplicationInfo::GetLibraryInfo().GetVersion() == "1.0.12";
 	const std::string sLine = sWhen + (bOk ? " ok\n" : " failed\n");
