@@ -342,7 +342,7 @@ void CVexTCPIPBase::EndThreads()
 	if (!m_poReadThread)
 		return;
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		m_bEnding = true;
 		++m_nRequest;
 		// For an indication that waits in a request: it sees that this is no connection.
@@ -384,7 +384,7 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 	if (bConnected)
 	{
 		{
-			CVexMutexLock oLock(m_oLock);
+			VexSignalHold::CTraceLock oLock(m_oLock);
 			Descriptor poConnected;
 			poConnected.swap(m_poClaimed);
 			// A socket that is new to this class was made by a deriving one.
@@ -405,7 +405,7 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 	VexTraceText(m_oTrace,
 		CVexTraceMsg::eInfo,
 		[this](std::ostream& rStream) { rStream << "Disconnected from TCP/IP-Address=" << GetAddressText(); });
-	CVexMutexLock oLock(m_oLock);
+	VexSignalHold::CTraceLock oLock(m_oLock);
 	m_eState = eDisconnected;
 	m_oDisconnected.Signal();
 }
@@ -417,7 +417,7 @@ std::string CVexTCPIPBase::GetAddressText() const
 
 std::string CVexTCPIPBase::GetIPAddress() const
 {
-	CVexMutexLock oLock(m_oLock);
+	VexSignalHold::CTraceLock oLock(m_oLock);
 	return m_sIPAddress;
 }
 
@@ -441,7 +441,7 @@ const char* CVexTCPIPBase::GetConnectStateString() const
 
 CVexTCPIPBase::Descriptor CVexTCPIPBase::GetDescriptor() const
 {
-	CVexMutexLock oLock(m_oLock);
+	VexSignalHold::CTraceLock oLock(m_oLock);
 	return m_poDescriptor;
 }
 
@@ -449,7 +449,7 @@ void CVexTCPIPBase::CloseSocket()
 {
 	Descriptor poDescriptor;
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		poDescriptor.swap(m_poDescriptor);
 		m_oSocket = -1;
 	}
@@ -542,7 +542,7 @@ bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout
 		bConnected = m_oConnected.Wait(nIndicationPollMs);
 	Descriptor poDescriptor;
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		// Connected at the last moment.
 		bConnected = bConnected || m_oConnected.Wait(0);
 		// Unless an indication has asked for the next connection already.
@@ -562,7 +562,7 @@ bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout
 
 bool CVexTCPIPBase::IsBeingIndicated(unsigned nRequest) const
 {
-	CVexMutexLock oLock(m_oLock);
+	VexSignalHold::CTraceLock oLock(m_oLock);
 	return m_poConnectThread->IsIndicating(nRequest) && m_nRequest == nRequest && m_eState == eConnecting;
 }
 
@@ -572,7 +572,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 {
 	ERetCode eResult = eOK;
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		if (m_eState == eClassNotInitialized || m_bEnding)
 			eResult = eNotInitialized;
 		else if (m_eState != eDisconnected || m_poClaimed)
@@ -598,7 +598,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 		eResult = eSocketError;
 		szReason = "param setting";
 		CloseSocket();
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		m_eState = eDisconnected;
 	}
 	VexTraceText(m_oTrace,
@@ -617,7 +617,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 {
 	bool bAllowed = false;
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		bAllowed = m_eState == eConnected;
 		if (bAllowed)
 		{
@@ -638,7 +638,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 	// In an indication there is nothing to wait for: the end is told when it has returned.
 	if (!m_poReadThread->IsCurrent() && !m_poConnectThread->IsCurrent() && m_oDisconnected.Wait(Deadline(nTimeout)))
 	{
-		CVexMutexLock oLock(m_oLock);
+		VexSignalHold::CTraceLock oLock(m_oLock);
 		// Unless the indication has asked for the next connection already.
 		if (m_eState == eDisconnecting)
 			m_eState = eDisconnected;
@@ -779,7 +779,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 	const sockaddr_in oAddress = ConvTCPAddrToSocketAddr(szAddress, nPort);
 	Descriptor poOldSocket;
 	{
-		CVexMutexLock oLock(m_poBaseClass->m_oLock);
+		VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 		m_nRequest = 0;
 		poOldSocket.swap(m_oServerSocket);
 		m_bActive = bActive;
@@ -792,7 +792,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 		bActive ? PrepareActive() : PreparePassive(Register(szAddress ? szAddress : "", nPort, oAddress, poOldSocket));
 	if (eResult == eOK)
 	{
-		CVexMutexLock oLock(m_poBaseClass->m_oLock);
+		VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 		m_nRequest = nRequest;
 	}
 	return eResult;
@@ -817,7 +817,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Desc
 			rStream << "Server socket registed successfully: socket=" << SVexHex{ poSocket->Get() }    // KEPT: spelling
 					<< SLocation{ __LINE__ };
 		});
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 	m_oServerSocket = poSocket;
 	return eOK;
 }
@@ -858,7 +858,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
 CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetRequest() const
 {
 	SRequest oRequest;
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 	oRequest.m_nNumber = m_nRequest == m_poBaseClass->m_nRequest ? m_nRequest : 0;
 	oRequest.m_bActive = m_bActive;
 	oRequest.m_oRemoteAddr = m_oRemoteAddr;
@@ -876,7 +876,7 @@ bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
 // reported any more.
 bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descriptor& poConnected)
 {
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 	if (IsOver(rRequest))
 		return false;
 	m_nRequest = 0;
@@ -893,7 +893,7 @@ void CVexTCPIPBase::CConnectThread::Indicate(bool bConnected, int nSocket)
 	m_oIndicated.Signal();
 	// Still there if an override does not call the base version.
 	Descriptor poConnected;
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);
+	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 	poConnected.swap(m_poBaseClass->m_poClaimed);
 }
 
@@ -1001,7 +1001,7 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 // One step: a client is taken only by a connection that still wants one. -1 with errno EAGAIN if it does not.
 int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
 {
-	CVexMutexLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
+	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
 	errno = EAGAIN;
 	const int nSocket = IsOver(rRequest) ? -1 : accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
 	if (nSocket >= 0)
@@ -1024,7 +1024,7 @@ void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
 // False: no more, the connection is being destroyed.
 bool CVexTCPIPBase::SetDescriptor(const Descriptor& poDescriptor)
 {
-	CVexMutexLock oLock(m_oLock);
+	VexSignalHold::CTraceLock oLock(m_oLock);
 	if (m_bEnding)
 		return false;
 	m_poDescriptor = poDescriptor;
@@ -1063,7 +1063,7 @@ void CVexTCPIPBase::CReadThread::ReportEnd()
 	{
 		// What ConInd(true) still does may depend on the state.
 		{
-			CVexMutexLock oLock(m_poBaseClass->m_oLock);
+			VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
 			if (m_poBaseClass->m_eState == eConnected)
 				m_poBaseClass->m_eState = eDisconnecting;
 		}
@@ -1123,7 +1123,7 @@ bool CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
 {
 	const auto Keep = [&]
 	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
+		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 		m_aRecvBuffer.append(pData, nLen);
 		if (m_eTelegramLengthFormat == eRawData)
 			CheckMatchingEvent();
@@ -1157,7 +1157,7 @@ bool CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
 
 bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
 {
-	CVexMutexLock oLock(m_oRecvBufferMutex);
+	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
 	if (GetUnread() < static_cast<std::size_t>(eFormat) || eFormat == eRawData)
 		return false;
@@ -1180,7 +1180,7 @@ void CVexTCPIPBase::SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder 
 void CVexTCPIPBase::EmptyRecvBuffer()
 {
 	std::string sDropped;
-	CVexMutexLock oLock(m_oRecvBufferMutex);
+	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 	TakeUnread(GetUnread(), sDropped);
 }
 
@@ -1259,7 +1259,7 @@ void CVexTCPIPBase::CheckMatchingEvent()
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(const std::string& sMatch, std::string& sData, int nTimeout)
 {
 	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
+		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		m_sMatchString = sMatch;
 		m_oSearch = SSearch();
@@ -1272,7 +1272,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(const std::string& sMatch, st
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(int nLength, std::string& sData, int nTimeout)
 {
 	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
+		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		m_nMatchLaenge = nLength;
 		m_eMatchMuster = eMatchLaenge;
@@ -1284,7 +1284,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(int nLength, std::string& sDa
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(std::vector<std::string>& aMatch, std::string& sData, int nTimeout)
 {
 	{
-		CVexMutexLock oLock(m_oRecvBufferMutex);
+		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		// The same candidates as before go on where their searches have come to: one that never comes is not looked
 		// for again in all that is buffered.
@@ -1302,7 +1302,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(std::vector<std::string>& aMa
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTimeout)
 {
 	m_oMatching.Wait(Deadline(nTimeout));
-	CVexMutexLock oLock(m_oRecvBufferMutex);
+	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
 	// Not what the wait says: a match may come between its end and the lock.
 	const bool bMatch = m_eMatchMuster == eNoMatch;
 	m_eMatchMuster = eNoMatch;

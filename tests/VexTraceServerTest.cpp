@@ -16,6 +16,7 @@ typedef std::vector<std::pair<long, std::string>> CObjectList;
 struct CTestServer : CRecordingServer
 {
 	using CRecordingServer::CRecordingServer;
+	~CTestServer() override { StopServer(); }    // before the thread could see a part of the object only
 	using CVexTraceServer::DeRegisterObject;
 	using CVexTraceServer::StopServer;
 };
