@@ -100,16 +100,21 @@ TEST(CVexConApplication, SignalEndsAProgramThatTracesWithoutPause)
 {
 	const char* szRuns = std::getenv("VEX_SIGNAL_RUNS");
 	const int anSignals[] = { SIGTERM, SIGINT, SIGABRT }, anStatus[] = { 0, 0, 3 };
+#if defined(__SANITIZE_THREAD__)
+	const int nSignals = 2;    // it runs handlers of SIGABRT at once, even inside itself
+#else
+	const int nSignals = 3;
+#endif
 	for (int i = 0; i < (szRuns ? std::atoi(szRuns) : 4); ++i)
 	{
 		SCOPED_TRACE(i);
 		SFrameRun oRun("busy", "[Trace]\nInfo=1\n");
 		ASSERT_TRUE(oRun.m_oProgram.WaitForOutput("busy"));
 		CVexThread::Sleep(0, std::rand() % 100);
-		oRun.m_oProgram.SendSignal(anSignals[i % 3]);
+		oRun.m_oProgram.SendSignal(anSignals[i % nSignals]);
 		if (i % 2)
-			oRun.m_oProgram.SendSignal(anSignals[i % 3]);
-		EXPECT_EQ(oRun.m_oProgram.EndStatus(), anStatus[i % 3]);
+			oRun.m_oProgram.SendSignal(anSignals[i % nSignals]);
+		EXPECT_EQ(oRun.m_oProgram.EndStatus(), anStatus[i % nSignals]);
 		EXPECT_TRUE(FinalizedOnce(oRun));
 		const std::string sLog = oRun.Log();
 		EXPECT_EQ(sLog.back(), '\n');
