@@ -49,7 +49,8 @@ std::string RealName(const char* pszName)
 		if (nLength <= 0)
 			break;
 		const std::string sTarget(acTarget, static_cast<std::size_t>(nLength));
-		sName = sTarget[0] == '/' ? sTarget : sName.substr(0, sName.rfind('/') + 1) + sTarget;
+		sName.resize(sTarget[0] == '/' ? 0 : sName.rfind('/') + 1);
+		sName += sTarget;
 	}
 	return sName;
 }
