@@ -265,7 +265,7 @@ private:
 	SRequest GetRequest() const;
 	bool IsOver(const SRequest& rRequest) const;
 	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
-	int AcceptAndClaim(const SRequest& rRequest);
+	int AcceptAndClaim(const SRequest& rRequest, int& rnError);
 	void Indicate(bool bConnected, int nSocket);
 	void Connect(const SRequest& rRequest);
 	static bool ConnectSocket(const SRequest& rRequest);
@@ -537,33 +537,35 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout)
 {
 	bool bConnected = m_oConnected.Wait(Deadline(nTimeout));
-	// The outcome is there, but an override of ConInd() takes its time before it calls the base version.
-	while (!bConnected && !m_bEnding && IsBeingIndicated(nRequest))
+	// An outcome that is there in time is waited for: an override of ConInd() may take a while before it calls the base
+	// version.
+	while (!EndRequestUnlessIndicating(nRequest, bActive, bConnected))
 		bConnected = m_oConnected.Wait(nIndicationPollMs);
-	Descriptor poDescriptor;
-	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
-		// Connected at the last moment.
-		bConnected = bConnected || m_oConnected.Wait(0);
-		// Unless an indication has asked for the next connection already.
-		if (!bConnected && m_nRequest == nRequest)
-		{
-			m_eState = eDisconnected;
-			// A passive connection goes on listening.
-			m_nRequest += bActive ? 1 : 0;
-			poDescriptor.swap(m_poDescriptor);
-			m_oSocket = -1;
-		}
-	}
-	if (poDescriptor)
-		poDescriptor->ShutDown();
 	return bConnected && !m_bEnding;
 }
 
-bool CVexTCPIPBase::IsBeingIndicated(unsigned nRequest) const
+// False while the outcome is being told. The look and the end of a request that has timed out are one step: no outcome
+// comes in between.
+bool CVexTCPIPBase::EndRequestUnlessIndicating(unsigned nRequest, bool bActive, bool& rbConnected)
 {
-	VexSignalHold::CTraceLock oLock(m_oLock);
-	return m_poConnectThread->IsIndicating(nRequest) && m_nRequest == nRequest && m_eState == eConnecting;
+	Descriptor poDescriptor;
+	{
+		VexSignalHold::CTraceLock oLock(m_oLock);
+		rbConnected = rbConnected || m_oConnected.Wait(0);
+		// Over, also if an indication has asked for the next connection already.
+		if (rbConnected || m_bEnding || m_nRequest != nRequest)
+			return true;
+		if (m_poConnectThread->IsIndicating(nRequest) && m_eState == eConnecting)
+			return false;
+		m_eState = eDisconnected;
+		// A passive connection goes on listening.
+		m_nRequest += bActive ? 1 : 0;
+		poDescriptor.swap(m_poDescriptor);
+		m_oSocket = -1;
+	}
+	if (poDescriptor)
+		poDescriptor->ShutDown();
+	return true;
 }
 
 // Everything of a connect request up to the signal for the connect thread.
@@ -982,9 +984,10 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 	using VexListenTurns::CTurn;
 	const bool bPassive = !rRequest.m_bActive && rRequest.m_nNumber != 0;
 	const CTurn::EResult eResult = bPassive && !m_bQuit ? m_oTurn.WaitForClient() : CTurn::eStopped;
-	const int nSocket = eResult == CTurn::eClient ? AcceptAndClaim(rRequest) : -1;
+	int nError = 0;
+	const int nSocket = eResult == CTurn::eClient ? AcceptAndClaim(rRequest, nError) : -1;
 	const bool bFailed =
-		eResult == CTurn::eError || (eResult == CTurn::eClient && nSocket < 0 && !IsClientsFault(errno));
+		eResult == CTurn::eError || (eResult == CTurn::eClient && nSocket < 0 && !IsClientsFault(nError));
 	// The turn goes on over the indication: clients are reported one after the other in the whole process.
 	if (nSocket >= 0)
 		Indicate(true, nSocket);
@@ -998,12 +1001,15 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 		m_oStartConnecting.Signal();
 }
 
-// One step: a client is taken only by a connection that still wants one. -1 with errno EAGAIN if it does not.
-int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest)
+// One step: a client is taken only by a connection that still wants one. -1 with EAGAIN if it does not.
+int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest, int& rnError)
 {
 	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
-	errno = EAGAIN;
-	const int nSocket = IsOver(rRequest) ? -1 : accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
+	rnError = EAGAIN;
+	if (IsOver(rRequest))
+		return -1;
+	const int nSocket = accept4(rRequest.m_poSocket->Get(), nullptr, nullptr, SOCK_CLOEXEC);
+	rnError = errno;
 	if (nSocket >= 0)
 	{
 		m_nRequest = 0;

@@ -193,7 +193,7 @@ private:
 	bool SetDescriptor(const Descriptor& poDescriptor);
 	ERetCode RequestConnection(const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest);
 	bool AwaitConnected(unsigned nRequest, bool bActive, int nTimeout);
-	bool IsBeingIndicated(unsigned nRequest) const;
+	bool EndRequestUnlessIndicating(unsigned nRequest, bool bActive, bool& rbConnected);
 	ERetCode GetAddr(bool bRemote, std::string& sAddr, unsigned short& nPort) const;
 	std::string GetAddressText() const;
 
