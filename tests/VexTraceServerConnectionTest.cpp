@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <memory>
@@ -208,7 +209,16 @@ TEST(CVexTraceServerConnection, LinesOfWatchedClassesAndObjectsAreSent)
 	oServer.Trace(oPoint, CVexTraceMsg::eError, "two");
 	EXPECT_EQ(oMonitor.ReceiveLine(), "ERROR CPoint two");
 
-	// All classes but one.
+	// All classes but one, once the port itself has told all: that its third connection listens comes last.
+	EXPECT_TRUE(ComesTrue(
+		[&]
+		{
+			oServer.WaitUntilWritten();
+			const auto asLines = oServer.Lines();
+			return std::count_if(asLines.begin(),
+					   asLines.end(),
+					   [](const std::string& sText) { return sText.find("Listening at") != std::string::npos; }) == 3;
+		}));
 	oMonitor.Change(oPoint.GetID(), CVexTraceMsg::eNone);
 	oMonitor.Watch("*", 63);
 	oMonitor.Watch("CSignal", CVexTraceMsg::eNone);
