@@ -4,10 +4,17 @@
 #include "VexCmdLineExchange.h"
 #include "VexPathFunc.h"
 #include "VexProcess.h"
+#include "VexSignalEndInternal.h"
 #include "VexTraceServer.h"
 #include "VexTraceServerStd.h"
 
+#include <cstdlib>
 #include <sstream>
+
+namespace
+{
+const unsigned int nExitUserWaitMs = 5000;
+}
 
 std::atomic<CVexBaseApplication*> CVexBaseApplication::m_pApplication{ nullptr };
 
@@ -15,6 +22,8 @@ CVexBaseApplication::CVexBaseApplication(
 	const char* pszStdConfigFile, const char* pszApplName, const char* pszLogfileExt)
 	: m_oApplInfo(pszApplName, 0, 0, 0), m_oStartTime(0), m_sStdLogfileExt(pszLogfileExt ? pszLogfileExt : ".log")
 {
+	static const int nExitResult = std::atexit(StopAtExit);
+	static_cast<void>(nExitResult);
 	StartTraceServer();
 	// Before the object is registered: a monitor may ask for it from then on, on another thread.
 	m_oStartTime = CVexLocalTime::CurrentLocalTime();
@@ -70,6 +79,7 @@ std::string CVexBaseApplication::GetApplName() const
 
 bool CVexBaseApplication::Start(int nArgc, char** ppszArgv)
 {
+	VexSignalEnd::SetMainThread();
 	InitializeClass(nArgc, ppszArgv);
 	ParseCommandLine();
 	const bool bInitialized = Initialize();
@@ -132,6 +142,27 @@ void CVexBaseApplication::StopTraceServer()
 	TraceText(CVexTraceMsg::eDebug, "Trace-Server wird beendet", __LINE__);
 	delete m_pStdTraceServer;
 	m_pStdTraceServer = nullptr;
+}
+
+// A use that is not given back in time belongs to a thread that is stuck: the server stays for it, and writes all the same.
+void CVexBaseApplication::StopTraceServerWithin(unsigned int nMs)
+{
+	CVexMutexLock oLock(m_oMutexStdTraceServer);
+	if (!m_pStdTraceServer)
+		return;
+	TraceText(CVexTraceMsg::eDebug, "Trace-Server wird beendet", __LINE__);
+	if (m_pStdTraceServer->StopWithin(nMs))
+		delete m_pStdTraceServer;
+	m_pStdTraceServer = nullptr;
+}
+
+void CVexBaseApplication::StopAtExit()
+{
+	CVexBaseApplication* const pApplication = m_pApplication;
+	if (!pApplication || !VexApplicationEnd::ClaimExit())
+		return;
+	VexApplicationEnd::AwaitRewrites(true);
+	pApplication->StopTraceServerWithin(nExitUserWaitMs);
 }
 
 void CVexBaseApplication::TraceText(CVexTraceMsg::ETraceLevel eLevel, const std::string& sText, int nLine)

@@ -18,6 +18,9 @@ class CVexTraceServer;
 // of it and calls Start(). From the constructor on there is an active trace server: a CVexTraceServerStd in the
 // program's directory, unless another one is active already. The object deletes the server that it started.
 //
+// When the program calls exit() while the object lives, the trace server writes what is queued before the process is
+// gone; it waits for users of the server for 5 s at most. Finalize() does not run then.
+//
 // Threads: construction, Start() and destruction on one thread.
 class CVexBaseApplication
 {
@@ -92,5 +95,7 @@ private:
 	void InitializeClass(int nArgc, char** ppszArgv);
 	void StartTraceServer();
 	void StopTraceServer();
+	void StopTraceServerWithin(unsigned int nMs);
+	static void StopAtExit();
 	void TraceText(CVexTraceMsg::ETraceLevel eLevel, const std::string& sText, int nLine);
 };

@@ -1,8 +1,8 @@
 #include "VexConApplication.h"
 
 #include "VexApplicationEndInternal.h"
-#include "VexInterruptedCallInternal.h"
-#include "VexSignalHoldInternal.h"
+#include "VexEchoInternal.h"
+#include "VexSignalEndInternal.h"
 #include "VexTraceServer.h"
 
 #include <unistd.h>
@@ -13,6 +13,8 @@
 
 namespace
 {
+const unsigned int nAbortUserWaitMs = 1000;
+
 void TraceSignal(int nSignal, const char* pszConsequence)
 {
 	CVexTrace& rTrace = CVexTrace::m_oGlobalTrace;
@@ -31,6 +33,7 @@ CVexConApplication::CVexConApplication(const char* pszStdConfigFile, const char*
 	: CVexBaseApplication(pszStdConfigFile, pszApplName, pszLogfileExt)
 {
 	m_nPID = getpid();
+	VexSignalEnd::Begin(TakeUpSignal);
 	// This class's version, as always in a constructor: a deriving class installs more in its own.
 	CVexConApplication::InstallSignalHandlers();
 }
@@ -38,8 +41,9 @@ CVexConApplication::CVexConApplication(const char* pszStdConfigFile, const char*
 CVexConApplication::~CVexConApplication()
 {
 	CVexConApplication::RemoveSignalHandlers();
-	// A handler that runs on another thread by now finds the members of this object whole or keeps out.
+	// The end thread finds the members of this object whole or keeps out.
 	VexApplicationEnd::ClaimDestruction(this);
+	VexSignalEnd::End();
 }
 
 bool CVexConApplication::Initialize()
@@ -54,7 +58,11 @@ bool CVexConApplication::Finalize()
 
 void CVexConApplication::InstallSignalHandlers()
 {
-	VexInterruptedCall::Prepare();
+	if (!VexSignalEnd::IsReady())
+	{
+		TraceText(CVexTraceMsg::eError, "Signal-Handler nicht installiert: kein Thread", __LINE__);
+		return;
+	}
 	signal(SIGINT, StdSignalHandler);
 	signal(SIGTERM, StdSignalHandler);
 	signal(SIGABRT, StdSignalHandler);
@@ -62,17 +70,24 @@ void CVexConApplication::InstallSignalHandlers()
 
 void CVexConApplication::RemoveSignalHandlers()
 {
+	// A handler that stands still, or has handed over and is about to end the program, needs its handler to come back to.
+	VexSignalEnd::AwaitTakeUp();
 	signal(SIGTERM, SIG_DFL);
 	signal(SIGINT, SIG_DFL);
 	signal(SIGABRT, SIG_DFL);
-	// What comes again after this would have the default action, though it came in time.
-	VexInterruptedCall::CancelSendAgain();
+	VexSignalEnd::AwaitTakeUp();
 }
 
 void CVexConApplication::StdSignalHandler(int nSignal)
 {
-	if (VexSignalHold::PutOff(nSignal, StdSignalHandler))
-		return;
+	// A child after fork has no end thread, and what it would trace reaches nobody.
+	if (getpid() == m_nPID)
+		VexSignalEnd::HandOver(nSignal);
+}
+
+// On the end thread.
+void CVexConApplication::TakeUpSignal(int nSignal)
+{
 	if (nSignal != SIGABRT && nSignal != SIGTERM && nSignal != SIGINT)
 	{
 		TraceSignal(nSignal, "Signal wird ignoriert.");
@@ -80,23 +95,36 @@ void CVexConApplication::StdSignalHandler(int nSignal)
 	}
 	TraceSignal(nSignal, "Die Anwendung wird beendet.");
 	const bool bEnd = GetApplication() ? FinalizeFromSignalHandler() : !VexApplicationEnd::IsEndedBySignal();
-	if (bEnd)
-		exit(nSignal == SIGABRT ? 3 : 0);
+	if (!bEnd)
+		return;
+	VexApplicationEnd::AwaitRewrites(true);
+	VexRestoreEcho();
+	exit(nSignal == SIGABRT ? 3 : 0);
 }
 
 bool CVexConApplication::FinalizeFromSignalHandler()
 {
 	if (getpid() != m_nPID)
 		return false;
-	const VexApplicationEnd::ESignalClaim eClaim = VexApplicationEnd::ClaimSignal();
+	const bool bAborted = VexSignalEnd::IsTakingUpAbort();
+	const VexApplicationEnd::ESignalClaim eClaim =
+		VexApplicationEnd::ClaimSignal(bAborted, VexSignalEnd::HasMainThreadAborted());
 	if (eClaim == VexApplicationEnd::eEndIsUnderWay)
 		return false;
+	VexSignalEnd::StopMainThread();
 	// Asked for after the claim only: from then on its destructor waits.
 	if (CVexBaseApplication* pApplication = GetApplication())
 	{
 		if (eClaim == VexApplicationEnd::eFinalize)
+		{
+			VexApplicationEnd::AwaitRewrites(false);
 			pApplication->Finalize();
-		pApplication->StopTraceServer();
+		}
+		// A thread that has called abort() may hold a use of the server for ever.
+		if (bAborted)
+			pApplication->StopTraceServerWithin(nAbortUserWaitMs);
+		else
+			pApplication->StopTraceServer();
 	}
 	m_pApplication = nullptr;
 	return true;

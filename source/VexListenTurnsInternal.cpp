@@ -1,6 +1,5 @@
 #include "VexListenTurnsInternal.h"
 
-#include "VexSignalHoldInternal.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -44,7 +43,7 @@ public:
 	// The turn is granted at once if nobody has it. bAgain: only if nobody else has entered it meanwhile.
 	void Enter(CTurn& rTurn, const Socket& poSocket, bool bAgain)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		if (bAgain && rTurn.m_eState != CTurn::eOutside)
 			return;
 		if (rTurn.m_eState == CTurn::eRunning)
@@ -66,7 +65,7 @@ public:
 
 	void Leave(CTurn& rTurn)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		if (rTurn.m_eState == CTurn::eRunning)
 			Stop(rTurn);
 		else if (rTurn.m_eState == CTurn::eGranted)
@@ -82,7 +81,7 @@ public:
 
 	bool Begin(CTurn& rTurn)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		if (rTurn.m_eState != CTurn::eGranted)
 			return false;
 		rTurn.m_eState = CTurn::eRunning;
@@ -92,14 +91,14 @@ public:
 
 	void End(CTurn& rTurn)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		Release(rTurn);
 	}
 
 	// The holder's socket first, then those of all that wait, each once.
 	Sockets Watch(const CTurn& rHolder)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		m_apoWatched.assign(1, rHolder.m_poSocket);
 		AddWaiting(m_apoWatched);
 		return m_apoWatched;
@@ -108,7 +107,7 @@ public:
 	// -1 while the process has no descriptor left for it.
 	int GetWakeDescriptor()
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		if (m_nWake < 0)
 			m_nWake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 		return m_nWake;

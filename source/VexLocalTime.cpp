@@ -1,6 +1,5 @@
 #include "VexLocalTime.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexTimeInternal.h"
 #include "VexTrace.h"
 
@@ -15,8 +14,7 @@ using namespace VexTime;
 namespace
 {
 // One thread at a time asks the C library for the zone. The lock is taken over a fork, or a child could find the
-// library's own lock in the hands of a thread that it does not have; nothing is called with it but the library. Signal
-// handlers that trace wait until it is given back.
+// library's own lock in the hands of a thread that it does not have; nothing is called with it but the library.
 pthread_mutex_t oZoneMutex = PTHREAD_MUTEX_INITIALIZER;
 
 void LockZone()
@@ -49,7 +47,6 @@ public:
 	bool IsLocked() const { return m_bLocked; }
 
 private:
-	VexSignalHold::CHold m_oHold;
 	bool m_bLocked;
 };
 

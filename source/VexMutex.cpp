@@ -1,6 +1,5 @@
 #include "VexMutex.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexThread.h"
 #include "VexUTCTime.h"
 
@@ -46,6 +45,21 @@ bool CVexMutex::Unlock()
 	return pthread_mutex_unlock(&m_oMutex) == 0;
 }
 
+void CVexMutex::lock()
+{
+	Lock(0xFFFFFFFF);
+}
+
+bool CVexMutex::try_lock()
+{
+	return pthread_mutex_trylock(&m_oMutex) == 0;
+}
+
+void CVexMutex::unlock()
+{
+	Unlock();
+}
+
 CVexMutexLock::CVexMutexLock(CVexMutex& rMutex) : m_rMutex(rMutex)
 {
 	m_rMutex.Lock(0xFFFFFFFF);
@@ -72,8 +86,6 @@ CVexEvent::~CVexEvent()
 
 void CVexEvent::Signal()
 {
-	// A handler that signals or destroys this event must not run in the middle.
-	const VexSignalHold::CHold oHold;
 	{
 		CVexMutexLock oLock(m_oMutex);
 		m_bSignaled = true;
@@ -93,7 +105,6 @@ void CVexEvent::Reset()
 
 bool CVexEvent::Wait(unsigned int nTimeout)
 {
-	VexSignalHold::CHold oHold;
 	CVexMutexLock oLock(m_oMutex);
 	const std::int32_t nCountBefore = m_nCount;
 	for (;;)
@@ -105,10 +116,6 @@ bool CVexEvent::Wait(unsigned int nTimeout)
 		}
 		if (nTimeout == 0)
 			return false;
-		// Handlers run during the wait. What was put off runs before it, and without the mutex, which it may need.
-		const VexSignalHold::CHold::CBreak oBreak(oHold, m_oMutex);
-		if (oBreak.HasRun())
-			continue;
 		if (nTimeout == 0xFFFFFFFF)
 		{
 			pthread_cond_wait(m_poCond, &m_oMutex.m_oMutex);

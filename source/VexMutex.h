@@ -25,6 +25,12 @@ public:
 	// True on success.
 	bool Unlock();
 
+	// The names of the standard library: std::lock_guard and its like take a CVexMutex. try_lock() answers true when the
+	// caller holds the mutex.
+	void lock();
+	bool try_lock();
+	void unlock();
+
 private:
 	friend class CVexEvent;
 	pthread_mutex_t m_oMutex;

@@ -2,6 +2,7 @@
 
 #include "VexOptionExchange.h"
 
+#include "VexApplicationEndInternal.h"
 #include "VexIniFile.h"
 #include "VexIniLineIndexInternal.h"
 
@@ -149,9 +150,17 @@ private:
 };
 }    // namespace
 
+// Holds the end of the process back from reading the file to the last byte written: another thread that saves the file
+// as the process ends would else read half of it.
+class __attribute__((visibility("hidden"))) CVexIniOptionExchange::CRewrite : public VexApplicationEnd::CRewrite
+{
+};
+
 CVexIniOptionExchange::CVexIniOptionExchange(CVexIniFile* pIniFile, bool bSaveOption)
 	: CVexConfigExchange(bSaveOption), m_pIniFile(pIniFile)
 {
+	if (bSaveOption)
+		m_poRewrite = std::make_unique<CRewrite>();
 	ReadIniOptions();
 }
 

@@ -87,12 +87,14 @@ protected:
 
 private:
 	class CLineIndex;
+	class CRewrite;
 
 	CLineIndex& Index();
 	void FreeLines();
 	static void AppendIniLine(std::string& rsText, const SOptionLine& rLine);
 
 	std::unique_ptr<CLineIndex> m_poIndex;    // for the case rule at its last use
+	std::unique_ptr<CRewrite> m_poRewrite;    // of a saving exchange
 };
 
 // Exchanges one option with a member, in the exchange's direction. T is anything that VexToString and VexFromString

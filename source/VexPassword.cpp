@@ -2,38 +2,37 @@
 
 #include "VexPassword.h"
 
+#include "VexEchoInternal.h"
+
+#include <atomic>
 #include <iostream>
 #include <termios.h>
 #include <unistd.h>
 
 namespace
 {
+// The terminal's attributes before the echo was switched off. There is one standard input: passwords are read one at a
+// time.
+termios oWithEcho;
+std::atomic<bool> bEchoOff{ false };
+
 // The echo of standard input is off while this object lives; nothing happens if that is no terminal.
 class CEchoOff
 {
 public:
-	CEchoOff() : m_bTerminal(tcgetattr(STDIN_FILENO, &m_oAttributes) == 0)
+	CEchoOff()
 	{
-		if (!m_bTerminal)
+		termios oAttributes = {};
+		if (bEchoOff || tcgetattr(STDIN_FILENO, &oAttributes) != 0)
 			return;
-		termios oWithoutEcho = m_oAttributes;
-		oWithoutEcho.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-		tcsetattr(STDIN_FILENO, TCSAFLUSH, &oWithoutEcho);
+		oWithEcho = oAttributes;
+		bEchoOff = true;
+		oAttributes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+		tcsetattr(STDIN_FILENO, TCSAFLUSH, &oAttributes);
 	}
-
-	~CEchoOff()
-	{
-		// What was typed behind the word stays for the next reader.
-		if (m_bTerminal)
-			tcsetattr(STDIN_FILENO, TCSADRAIN, &m_oAttributes);
-	}
-
+	~CEchoOff() { VexRestoreEcho(); }
 	CEchoOff(const CEchoOff&) = delete;
 	CEchoOff& operator=(const CEchoOff&) = delete;
-
-private:
-	termios m_oAttributes = {};
-	const bool m_bTerminal;
 };
 
 int HexDigit(char c)
@@ -64,6 +63,14 @@ bool BytesFromHex(const std::string& sDigits, std::string& rsBytes)
 	return true;
 }
 }    // namespace
+
+void VexRestoreEcho()
+{
+	// At once: output that a stopped terminal does not take would hold the end up. What was typed after the word stays
+	// for the next reader.
+	if (bEchoOff.exchange(false))
+		tcsetattr(STDIN_FILENO, TCSANOW, &oWithEcho);
+}
 
 CVexPassword::CVexPassword(bool bEncrypt) : m_bEncrypt(bEncrypt) {}
 

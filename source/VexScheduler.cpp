@@ -1,10 +1,9 @@
 #include "VexScheduler.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexTraceTextInternal.h"
 
 #include <algorithm>
-#include <csignal>
+#include <mutex>
 
 namespace
 {
@@ -27,22 +26,15 @@ const int nPauses = 20;
 const long nPauseMs = 50;
 
 // A second, but for a request to end. Not a wait for that event: its deadline is one of the wall clock, and a clock that
-// is put back would stop all jobs. The signals that end an application are left to other threads meanwhile: a handler that
-// destroys the last scheduler would wait for ever for its own thread.
-bool PauseWithoutSignals(CVexThread& rThread)
+// is put back would stop all jobs. True on the request.
+bool Pause(CVexThread& rThread)
 {
-	sigset_t oSignals, oBefore;
-	sigemptyset(&oSignals);
-	for (const int nSignal : { SIGINT, SIGTERM, SIGABRT })
-		sigaddset(&oSignals, nSignal);
-	pthread_sigmask(SIG_BLOCK, &oSignals, &oBefore);
 	bool bEnd = false;
 	for (int i = 0; i < nPauses && !bEnd; ++i)
 	{
 		CVexThread::Sleep(0, nPauseMs);
 		bEnd = rThread.IsTerminationRequested();
 	}
-	pthread_sigmask(SIG_SETMASK, &oBefore, nullptr);
 	return bEnd;
 }
 }    // namespace
@@ -85,20 +77,20 @@ void CVexScheduler::SetTraceName(const char* pszName)
 
 void CVexScheduler::Enable(CVexEvent* pEvent)
 {
-	const VexSignalHold::CTraceLock oLock(m_oLockEvent);
+	const CVexMutexLock oLock(m_oLockEvent);
 	m_pEvent = pEvent;
 }
 
 void CVexScheduler::Disable()
 {
-	const VexSignalHold::CTraceLock oLock(m_oLockEvent);
+	const CVexMutexLock oLock(m_oLockEvent);
 	m_pEvent = nullptr;
 }
 
 void CVexScheduler::SignalIndication()
 {
 	{
-		const VexSignalHold::CTraceLock oLock(m_oLockEvent);
+		const CVexMutexLock oLock(m_oLockEvent);
 		if (m_pEvent)
 			m_pEvent->Signal();
 	}
@@ -124,7 +116,7 @@ void CVexScheduler::CScheduleThread::SetTraceName(const char* pszName)
 
 void CVexScheduler::CScheduleThread::AddItem(CVexScheduler* pScheduler)
 {
-	const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
+	const CVexMutexLock oLock(m_oLockTabelle);
 	AddItemNoLock(pScheduler);
 }
 
@@ -148,7 +140,15 @@ void CVexScheduler::CScheduleThread::AddItemNoLock(CVexScheduler* pScheduler)
 
 void CVexScheduler::CScheduleThread::RemoveItem(int nScheduleID)
 {
-	const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
+	// The thread may have called abort() in an indication, with the table locked: the end of the process does not wait
+	// for it.
+	while (!m_oLockTabelle.try_lock())
+	{
+		if (GiveUp())
+			return;
+		Sleep(0, 1);
+	}
+	const std::lock_guard<CVexMutex> oLock(m_oLockTabelle, std::adopt_lock);
 	const auto IsScheduler = [=](const TEntry& rEntry) { return rEntry.second->m_nScheduleID == nScheduleID; };
 	m_aoSchedules.erase(std::remove_if(m_aoSchedules.begin(), m_aoSchedules.end(), IsScheduler), m_aoSchedules.end());
 	VexTraceText(m_oTrace,
@@ -166,10 +166,10 @@ void CVexScheduler::CScheduleThread::Run()
 {
 	m_oTrace.AddMsg(CVexTraceMsg::eInfo, "Scheduler-Thread gestartet");
 	std::size_t nCount = 1;
-	for (bool bEnd = IsTerminationRequested(); !bEnd && nCount != 0; bEnd = PauseWithoutSignals(*this))
+	for (bool bEnd = IsTerminationRequested(); !bEnd && nCount != 0; bEnd = Pause(*this))
 	{
 		const CVexLocalTime oNow = CVexLocalTime::CurrentLocalTime();
-		const VexSignalHold::CTraceLock oLock(m_oLockTabelle);
+		const CVexMutexLock oLock(m_oLockTabelle);
 		for (std::size_t i = m_aoSchedules.size(); i-- > 0;)
 		{
 			CVexLocalTime& rTime = m_aoSchedules[i].first;

@@ -3,7 +3,6 @@
 #include "VexDescriptorInternal.h"
 #include "VexImmortalInternal.h"
 #include "VexListenTurnsInternal.h"
-#include "VexSignalHoldInternal.h"
 #include "VexThread.h"
 #include "VexTraceTextInternal.h"
 
@@ -342,7 +341,7 @@ void CVexTCPIPBase::EndThreads()
 	if (!m_poReadThread)
 		return;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		m_bEnding = true;
 		++m_nRequest;
 		// For an indication that waits in a request: it sees that this is no connection.
@@ -384,7 +383,7 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 	if (bConnected)
 	{
 		{
-			VexSignalHold::CTraceLock oLock(m_oLock);
+			CVexMutexLock oLock(m_oLock);
 			Descriptor poConnected;
 			poConnected.swap(m_poClaimed);
 			// A socket that is new to this class was made by a deriving one.
@@ -405,7 +404,7 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 	VexTraceText(m_oTrace,
 		CVexTraceMsg::eInfo,
 		[this](std::ostream& rStream) { rStream << "Disconnected from TCP/IP-Address=" << GetAddressText(); });
-	VexSignalHold::CTraceLock oLock(m_oLock);
+	CVexMutexLock oLock(m_oLock);
 	m_eState = eDisconnected;
 	m_oDisconnected.Signal();
 }
@@ -417,7 +416,7 @@ std::string CVexTCPIPBase::GetAddressText() const
 
 std::string CVexTCPIPBase::GetIPAddress() const
 {
-	VexSignalHold::CTraceLock oLock(m_oLock);
+	CVexMutexLock oLock(m_oLock);
 	return m_sIPAddress;
 }
 
@@ -441,7 +440,7 @@ const char* CVexTCPIPBase::GetConnectStateString() const
 
 CVexTCPIPBase::Descriptor CVexTCPIPBase::GetDescriptor() const
 {
-	VexSignalHold::CTraceLock oLock(m_oLock);
+	CVexMutexLock oLock(m_oLock);
 	return m_poDescriptor;
 }
 
@@ -449,7 +448,7 @@ void CVexTCPIPBase::CloseSocket()
 {
 	Descriptor poDescriptor;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		poDescriptor.swap(m_poDescriptor);
 		m_oSocket = -1;
 	}
@@ -550,7 +549,7 @@ bool CVexTCPIPBase::EndRequestUnlessIndicating(unsigned nRequest, bool bActive, 
 {
 	Descriptor poDescriptor;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		rbConnected = rbConnected || m_oConnected.Wait(0);
 		// Over, also if an indication has asked for the next connection already.
 		if (rbConnected || m_bEnding || m_nRequest != nRequest)
@@ -574,7 +573,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 {
 	ERetCode eResult = eOK;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		if (m_eState == eClassNotInitialized || m_bEnding)
 			eResult = eNotInitialized;
 		else if (m_eState != eDisconnected || m_poClaimed)
@@ -600,7 +599,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 		eResult = eSocketError;
 		szReason = "param setting";
 		CloseSocket();
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		m_eState = eDisconnected;
 	}
 	VexTraceText(m_oTrace,
@@ -619,7 +618,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 {
 	bool bAllowed = false;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		bAllowed = m_eState == eConnected;
 		if (bAllowed)
 		{
@@ -640,7 +639,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 	// In an indication there is nothing to wait for: the end is told when it has returned.
 	if (!m_poReadThread->IsCurrent() && !m_poConnectThread->IsCurrent() && m_oDisconnected.Wait(Deadline(nTimeout)))
 	{
-		VexSignalHold::CTraceLock oLock(m_oLock);
+		CVexMutexLock oLock(m_oLock);
 		// Unless the indication has asked for the next connection already.
 		if (m_eState == eDisconnecting)
 			m_eState = eDisconnected;
@@ -703,7 +702,7 @@ Descriptor CVexTCPIPBase::CConnectThread::Register(
 	} eResult = eShared;
 	Descriptor poSocket;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockSocketTable.m_oObject);
+		CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
 		poSocket = Share(sIPAddress, nPort);
 		// Behind the search: clients that wait at the same port stay in its queue.
 		RemoveUser(poOldSocket);
@@ -760,7 +759,7 @@ void CVexTCPIPBase::CConnectThread::RemoveUser(const Descriptor& poSocket)
 
 void CVexTCPIPBase::CConnectThread::Deregister(const Descriptor& poSocket)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockSocketTable.m_oObject);
+	CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
 	RemoveUser(poSocket);
 }
 
@@ -781,7 +780,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 	const sockaddr_in oAddress = ConvTCPAddrToSocketAddr(szAddress, nPort);
 	Descriptor poOldSocket;
 	{
-		VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+		CVexMutexLock oLock(m_poBaseClass->m_oLock);
 		m_nRequest = 0;
 		poOldSocket.swap(m_oServerSocket);
 		m_bActive = bActive;
@@ -794,7 +793,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 		bActive ? PrepareActive() : PreparePassive(Register(szAddress ? szAddress : "", nPort, oAddress, poOldSocket));
 	if (eResult == eOK)
 	{
-		VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+		CVexMutexLock oLock(m_poBaseClass->m_oLock);
 		m_nRequest = nRequest;
 	}
 	return eResult;
@@ -819,7 +818,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Desc
 			rStream << "Server socket registed successfully: socket=" << SVexHex{ poSocket->Get() }    // KEPT: spelling
 					<< SLocation{ __LINE__ };
 		});
-	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	m_oServerSocket = poSocket;
 	return eOK;
 }
@@ -860,7 +859,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
 CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetRequest() const
 {
 	SRequest oRequest;
-	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	oRequest.m_nNumber = m_nRequest == m_poBaseClass->m_nRequest ? m_nRequest : 0;
 	oRequest.m_bActive = m_bActive;
 	oRequest.m_oRemoteAddr = m_oRemoteAddr;
@@ -878,7 +877,7 @@ bool CVexTCPIPBase::CConnectThread::IsOver(const SRequest& rRequest) const
 // reported any more.
 bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descriptor& poConnected)
 {
-	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	if (IsOver(rRequest))
 		return false;
 	m_nRequest = 0;
@@ -895,7 +894,7 @@ void CVexTCPIPBase::CConnectThread::Indicate(bool bConnected, int nSocket)
 	m_oIndicated.Signal();
 	// Still there if an override does not call the base version.
 	Descriptor poConnected;
-	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	poConnected.swap(m_poBaseClass->m_poClaimed);
 }
 
@@ -1004,7 +1003,7 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 // One step: a client is taken only by a connection that still wants one. -1 with EAGAIN if it does not.
 int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest, int& rnError)
 {
-	VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
+	CVexMutexLock oLock(m_poBaseClass->m_oLock);    // the socket does not block
 	rnError = EAGAIN;
 	if (IsOver(rRequest))
 		return -1;
@@ -1030,7 +1029,7 @@ void CVexTCPIPBase::CConnectThread::FailToAccept(const SRequest& rRequest)
 // False: no more, the connection is being destroyed.
 bool CVexTCPIPBase::SetDescriptor(const Descriptor& poDescriptor)
 {
-	VexSignalHold::CTraceLock oLock(m_oLock);
+	CVexMutexLock oLock(m_oLock);
 	if (m_bEnding)
 		return false;
 	m_poDescriptor = poDescriptor;
@@ -1069,7 +1068,7 @@ void CVexTCPIPBase::CReadThread::ReportEnd()
 	{
 		// What ConInd(true) still does may depend on the state.
 		{
-			VexSignalHold::CTraceLock oLock(m_poBaseClass->m_oLock);
+			CVexMutexLock oLock(m_poBaseClass->m_oLock);
 			if (m_poBaseClass->m_eState == eConnected)
 				m_poBaseClass->m_eState = eDisconnecting;
 		}
@@ -1129,7 +1128,7 @@ bool CVexTCPIPBase::BaseDataInd(const char* pData, std::size_t nLen)
 {
 	const auto Keep = [&]
 	{
-		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+		CVexMutexLock oLock(m_oRecvBufferMutex);
 		m_aRecvBuffer.append(pData, nLen);
 		if (m_eTelegramLengthFormat == eRawData)
 			CheckMatchingEvent();
@@ -1163,7 +1162,7 @@ bool CVexTCPIPBase::DataIndTelegramMode(const char* pData, std::size_t nLen)
 
 bool CVexTCPIPBase::TakeTelegram(std::string& rsTelegram)
 {
-	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+	CVexMutexLock oLock(m_oRecvBufferMutex);
 	const ETelegramLengthFormat eFormat = m_eTelegramLengthFormat;
 	if (GetUnread() < static_cast<std::size_t>(eFormat) || eFormat == eRawData)
 		return false;
@@ -1186,7 +1185,7 @@ void CVexTCPIPBase::SetTelegramLength(ETelegramLengthFormat eFormat, EByteOrder 
 void CVexTCPIPBase::EmptyRecvBuffer()
 {
 	std::string sDropped;
-	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+	CVexMutexLock oLock(m_oRecvBufferMutex);
 	TakeUnread(GetUnread(), sDropped);
 }
 
@@ -1265,7 +1264,7 @@ void CVexTCPIPBase::CheckMatchingEvent()
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(const std::string& sMatch, std::string& sData, int nTimeout)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+		CVexMutexLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		m_sMatchString = sMatch;
 		m_oSearch = SSearch();
@@ -1278,7 +1277,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(const std::string& sMatch, st
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(int nLength, std::string& sData, int nTimeout)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+		CVexMutexLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		m_nMatchLaenge = nLength;
 		m_eMatchMuster = eMatchLaenge;
@@ -1290,7 +1289,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(int nLength, std::string& sDa
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(std::vector<std::string>& aMatch, std::string& sData, int nTimeout)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+		CVexMutexLock oLock(m_oRecvBufferMutex);
 		m_oMatching.Reset();
 		// The same candidates as before go on where their searches have come to: one that never comes is not looked
 		// for again in all that is buffered.
@@ -1308,7 +1307,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForData(std::vector<std::string>& aMa
 CVexTCPIPBase::ERetCode CVexTCPIPBase::WaitForMatch(std::string& sData, int nTimeout)
 {
 	m_oMatching.Wait(Deadline(nTimeout));
-	VexSignalHold::CTraceLock oLock(m_oRecvBufferMutex);
+	CVexMutexLock oLock(m_oRecvBufferMutex);
 	// Not what the wait says: a match may come between its end and the lock.
 	const bool bMatch = m_eMatchMuster == eNoMatch;
 	m_eMatchMuster = eNoMatch;

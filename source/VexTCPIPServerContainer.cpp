@@ -1,6 +1,5 @@
 #include "VexTCPIPServerContainer.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexTCPIPServerBase.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@ CVexTCPIPServerContainer::CVexTCPIPServerContainer(
 	  m_sIPAddress(sIPAddress),
 	  m_nPort(nPort)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockContainer);
+	CVexMutexLock oLock(m_oLockContainer);
 	m_aoServer.resize(m_nMaxConnections, TCPIPServerInfo(nullptr, eUnused));
 }
 
@@ -24,7 +23,7 @@ CVexTCPIPServerContainer::~CVexTCPIPServerContainer()
 void CVexTCPIPServerContainer::DeleteServers()
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockContainer);
+		CVexMutexLock oLock(m_oLockContainer);
 		m_bEnding = true;
 	}
 	// Without the lock, which their last reports take; the slots no longer change.
@@ -32,7 +31,7 @@ void CVexTCPIPServerContainer::DeleteServers()
 	{
 		CVexTCPIPServerBase* pServer = rInfo.first;
 		{
-			VexSignalHold::CTraceLock oLock(m_oLockContainer);
+			CVexMutexLock oLock(m_oLockContainer);
 			rInfo = TCPIPServerInfo(nullptr, eUnused);
 		}
 		delete pServer;
@@ -47,7 +46,7 @@ CVexTCPIPServerBase* CVexTCPIPServerContainer::CreateNewClass(int)
 void CVexTCPIPServerContainer::FillUpReserve()
 {
 	// Held over the calls: nobody else may choose the same slots, and an asynchronous request does not wait.
-	VexSignalHold::CTraceLock oLock(m_oLockContainer);
+	CVexMutexLock oLock(m_oLockContainer);
 	if (m_bEnding)
 		return;
 	std::uint32_t nUnused = 0;
@@ -80,7 +79,7 @@ void CVexTCPIPServerContainer::FillUpReserve()
 void CVexTCPIPServerContainer::Connected(int nID, bool bConnected)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockContainer);
+		CVexMutexLock oLock(m_oLockContainer);
 		TCPIPServerInfo* pInfo = GetServerByID(nID);
 		if (!pInfo)
 			return;
@@ -91,7 +90,7 @@ void CVexTCPIPServerContainer::Connected(int nID, bool bConnected)
 
 CVexTCPIPServerBase* CVexTCPIPServerContainer::operator[](int nIndex)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockContainer);
+	CVexMutexLock oLock(m_oLockContainer);
 	if (nIndex < 0 || static_cast<std::size_t>(nIndex) >= m_aoServer.size())
 		return nullptr;
 	return m_aoServer[static_cast<std::size_t>(nIndex)].first;

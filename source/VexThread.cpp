@@ -1,5 +1,7 @@
 #include "VexThread.h"
 
+#include "VexThreadInternal.h"
+
 #include <sched.h>
 #include <sys/time.h>
 #include <time.h>
@@ -11,6 +13,18 @@ namespace
 {
 // The object whose Run() this platform thread executes; null once that object has been destroyed from its own Run().
 thread_local CVexThread* t_pOwner = nullptr;
+
+// Whether the thread stands still because SIGABRT came to it. Initial-exec: a signal handler must not be the first to
+// touch lazily allocated thread storage.
+enum EHold
+{
+	eGoesOn,
+	eHeld,
+	eGivenUp
+};
+thread_local std::atomic<int> t_eHold __attribute__((tls_model("initial-exec"))){ eGoesOn };
+
+const long nHeldCheckNs = 100000000;    // Join() looks whether the thread can go on that often
 
 void* PlatformThreadProc(void* pThread)
 {
@@ -86,12 +100,31 @@ void CVexThread::Terminate()
 		return;
 	m_oEventTermRequested.Signal();
 	Resume();
-	pthread_join(m_nThreadID, nullptr);
+	Join();
 	// A fresh set, so that the next Start() finds valid ones.
 	pthread_attr_destroy(&m_oAttributes);
 	InitAttributes();
 	m_oEventTermRequested.Reset();
 	m_nThreadID = 0;
+}
+
+// Waits for the end of the thread, or until it stands still for good.
+void CVexThread::Join()
+{
+	int nResult = ETIMEDOUT;
+	while (nResult == ETIMEDOUT && !GiveUp())
+	{
+		timespec oNext = {};
+		clock_gettime(CLOCK_REALTIME, &oNext);
+		oNext.tv_nsec += nHeldCheckNs;
+		oNext.tv_sec += oNext.tv_nsec / 1000000000;
+		oNext.tv_nsec %= 1000000000;
+		nResult = pthread_timedjoin_np(m_nThreadID, nullptr, &oNext);
+	}
+	if (nResult == ETIMEDOUT)
+		pthread_detach(m_nThreadID);
+	else
+		m_pHold = nullptr;
 }
 
 bool CVexThread::IsTerminationRequested()
@@ -108,9 +141,28 @@ bool CVexThread::IsOwnThread() const
 	return t_pOwner == this;
 }
 
+bool CVexThread::GiveUp()
+{
+	std::atomic<int>* const pHold = m_pHold;
+	int eState = eHeld;
+	return pHold && (pHold->compare_exchange_strong(eState, eGivenUp) || eState == eGivenUp);
+}
+
+void VexHoldOwnThread()
+{
+	t_eHold = eHeld;
+}
+
+bool VexReleaseOwnThread()
+{
+	int eState = eHeld;
+	return t_eHold.compare_exchange_strong(eState, eGoesOn) || eState == eGoesOn;
+}
+
 void CVexThread::ThreadProc(CVexThread* pThread)
 {
 	t_pOwner = pThread;
+	pThread->m_pHold = &t_eHold;
 	pThread->Initialize();
 	if (t_pOwner != pThread)
 		return;

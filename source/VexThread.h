@@ -43,7 +43,8 @@ public:
 	bool Start();
 
 	// Asks the thread to stop and waits until Run() has returned. Does nothing if there is no thread; on the object's
-	// own thread it asks without waiting.
+	// own thread it asks without waiting. A thread that stands still because it has called abort(), and the process
+	// ends, is not waited for.
 	void Terminate();
 
 	// For Run(): true once per Terminate().
@@ -71,6 +72,10 @@ protected:
 	// True on the platform thread that runs this object.
 	bool IsOwnThread() const;
 
+	// True if the thread has called abort() and stands still while the process ends. It never goes on then, so what it
+	// uses may be destroyed, but for what it waits for.
+	bool GiveUp();
+
 	pthread_t m_nThreadID = 0;    // 0 while there is no thread to join
 	pthread_attr_t m_oAttributes;
 	std::uint32_t m_nStackSize;
@@ -80,6 +85,8 @@ protected:
 
 private:
 	std::atomic<bool> m_bStarting{ false };    // Start() still needs this object
+	std::atomic<std::atomic<int>*> m_pHold{ nullptr };    // the thread's own; valid until the thread is joined
 
 	void InitAttributes();
+	void Join();
 };

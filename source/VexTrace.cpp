@@ -1,6 +1,5 @@
 #include "VexTrace.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexTraceServer.h"
 
 #include <new>
@@ -191,9 +190,7 @@ bool CVexTrace::GetTraceFlag(const char* pcTraceFlagName) const
 		return false;
 	// KEPT: the use is not given back, the server's count of users stays one higher.
 	// Test: CVexTrace.GetTraceFlagLeavesAUseKept
-	const bool bFlag = pServer->GetTraceFlag(pcTraceFlagName, m_sClassName);
-	VexSignalHold::RemoveUse();    // of this thread only: it is no reason to put a signal off
-	return bFlag;
+	return pServer->GetTraceFlag(pcTraceFlagName, m_sClassName);
 }
 
 long CVexTrace::GetID() const

@@ -5,11 +5,12 @@
 #include "VexOptionExchange.h"
 #include "VexPassword.h"
 #include "VexProcess.h"
-#include "VexSignalHoldInternal.h"
+#include "VexSignalEndInternal.h"
 #include "VexStringFunc.h"
 #include "VexThread.h"
 #include "VexTrace.h"
 #include "VexTraceServerContainer.h"
+#include "VexTraceServerInternal.h"
 
 #include <malloc.h>
 
@@ -29,6 +30,14 @@ CVexImmortal<CVexMutex> oLockActiveServer;
 // Held while a monitor port is opened or closed: one after the other. Nobody whom its holder waits for takes it.
 CVexImmortal<CVexMutex> oLockTCPIPServer;
 std::atomic<unsigned> nLastSerial{ 0 };
+
+// How long StopServer() waits for users; the end of the process limits it.
+const int nUserWaitStepMs = 500;
+const unsigned int nUnlimited = 0xFFFFFFFF;
+std::atomic<unsigned int> nUserWaitMs{ nUnlimited };
+
+std::atomic<bool> bDrainRequested{ false };
+std::atomic<bool> bDrained{ false };
 
 std::string GetTraceIniName()
 {
@@ -51,26 +60,32 @@ class CVexTraceServer::CTraceServerThread : public CVexThread
 public:
 	explicit CTraceServerThread(CVexTraceServer& rServer) : CVexThread(0), m_oServer(rServer) {}
 
-	~CTraceServerThread() override
-	{
-		if (IsOwnThread())
-		{
-			// A signal handler ends the server on this very thread, between two rounds of Run().
-			while (Write() != 0)
-			{
-			}
-			return;
-		}
-		m_oRunThread.Signal();
-		Sleep(1, 0);
-		// Both, so that Run() does not sit out its wait before it looks.
-		m_oEventTermRequested.Signal();
-		m_oRunThread.Signal();
-		Terminate();
-	}
-
+	~CTraceServerThread() override { Terminate(); }
 	CTraceServerThread(const CTraceServerThread&) = delete;
 	CTraceServerThread& operator=(const CTraceServerThread&) = delete;
+
+	// Ends the thread, which writes what is queued first. False if it cannot end, and needs the object: SaveMsg() has
+	// called abort() or exit(), or its own SIGABRT holds it. What is left is written by the caller then.
+	bool End()
+	{
+		if (!IsOwnThread())
+		{
+			m_oRunThread.Signal();
+			VexSignalEnd::SetAwaited(m_nThread);
+			VexSignalEnd::SleepFixed(1000);
+			// Both, so that Run() does not sit out its wait before it looks.
+			m_oEventTermRequested.Signal();
+			m_oRunThread.Signal();
+			Terminate();
+			VexSignalEnd::SetAwaited(0);
+		}
+		if (!IsOwnThread() && !GiveUp())
+			return true;
+		WriteAll();
+		return false;
+	}
+
+	void Initialize() override { m_nThread = VexSignalEnd::ThreadId(); }
 
 	// One round. After a burst its memory goes back to the system: the C library alone would keep most of it.
 	std::size_t Write()
@@ -87,24 +102,32 @@ public:
 
 	void Run() override
 	{
-		// A handler in the middle of a line would write into it: signals wait for the end of a round.
-		VexSignalHold::CHold oHold;
 		while (!IsTerminationRequested())
 		{
 			Write();
-			oHold.RunPutOff();
+			if (bDrainRequested)
+			{
+				WriteAll();
+				bDrained = true;
+			}
 			m_oRunThread.Wait(nWakeUpIntervalMs);
 		}
-		while (Write() != 0)
-		{
-		}
+		WriteAll();
 	}
 
 	CVexEvent m_oRunThread;
 
 private:
+	void WriteAll()
+	{
+		while (Write() != 0)
+		{
+		}
+	}
+
 	CVexTraceServer& m_oServer;
 	bool m_bBurst = false;
+	int m_nThread = 0;
 };
 
 // The options of "Trace.ini".
@@ -196,10 +219,8 @@ private:
 	{
 		// More than one tracing lock at once: nobody else waits for one of these while holding another, but for the
 		// first one.
-		auto poHold = std::make_unique<VexSignalHold::CHold>();
 		oLockTCPIPServer.m_oObject.Lock(0xFFFFFFFF);
 		m_oLockActiveServer.Lock(0xFFFFFFFF);
-		m_poHold = std::move(poHold);
 		m_pServer = m_pActiveServer;
 		if (m_pServer)
 		{
@@ -215,8 +236,6 @@ private:
 			m_pServer->m_oLockObjectMap.Unlock();
 			m_pServer->m_oLockMsgArray.Unlock();
 		}
-		// Taken before the lock is free for the next fork; its end lets the signals through.
-		const std::unique_ptr<VexSignalHold::CHold> poHold = std::move(m_poHold);
 		m_oLockActiveServer.Unlock();
 		oLockTCPIPServer.m_oObject.Unlock();
 	}
@@ -226,7 +245,7 @@ private:
 		if (m_pServer)
 		{
 			m_pLostThread = m_pServer->m_pServerThread.exchange(nullptr);
-			m_pServer->m_nActiveUserCount = VexSignalHold::UsesHeld();
+			m_pServer->m_nActiveUserCount = 0;    // those of other threads are never given back
 			m_pLostContainer = std::exchange(m_pServer->m_poServerContainer, nullptr);
 			m_pServer->m_nContainerUsers = 0;
 		}
@@ -234,24 +253,21 @@ private:
 	}
 
 	static CVexTraceServer* m_pServer;
-	static std::unique_ptr<VexSignalHold::CHold> m_poHold;
 	static CTraceServerThread* m_pLostThread;
 	static CVexTraceServerContainer* m_pLostContainer;
 };
 
 CVexTraceServer* CVexTraceServer::CForkGuard::m_pServer = nullptr;
-std::unique_ptr<VexSignalHold::CHold> CVexTraceServer::CForkGuard::m_poHold;
 CVexTraceServer::CTraceServerThread* CVexTraceServer::CForkGuard::m_pLostThread = nullptr;
 CVexTraceServerContainer* CVexTraceServer::CForkGuard::m_pLostContainer = nullptr;
 
-// The container with a use taken, or none: it is not deleted meanwhile. No signal handler runs here that would delete
-// it, and wait for this use.
+// The container with a use taken, or none: it is not deleted meanwhile.
 class __attribute__((visibility("hidden"))) CVexTraceServer::CContainerUse
 {
 public:
 	explicit CContainerUse(CVexTraceServer& rServer) : m_oServer(rServer)
 	{
-		VexSignalHold::CTraceLock oLock(m_oServer.m_oLockObjectMap);
+		CVexMutexLock oLock(m_oServer.m_oLockObjectMap);
 		m_pContainer = m_oServer.m_poServerContainer;
 		m_oServer.m_nContainerUsers += m_pContainer ? 1 : 0;
 	}
@@ -259,7 +275,7 @@ public:
 	{
 		if (!m_pContainer)
 			return;
-		VexSignalHold::CTraceLock oLock(m_oServer.m_oLockObjectMap);
+		CVexMutexLock oLock(m_oServer.m_oLockObjectMap);
 		--m_oServer.m_nContainerUsers;
 	}
 	CContainerUse(const CContainerUse&) = delete;
@@ -269,10 +285,29 @@ public:
 	explicit operator bool() const { return m_pContainer != nullptr; }
 
 private:
-	const VexSignalHold::CHold m_oHold;
 	CVexTraceServer& m_oServer;
 	CVexTraceServerContainer* m_pContainer = nullptr;
 };
+
+void CVexTraceServer::RequestDrain()
+{
+	const CVexTraceServer* pServer = m_pActiveServer;
+	CTraceServerThread* pThread = pServer ? pServer->m_pServerThread.load() : nullptr;
+	bDrained = !pThread;
+	bDrainRequested = true;
+	if (pThread)
+		pThread->m_oRunThread.Signal();
+}
+
+void VexRequestDrain()
+{
+	CVexTraceServer::RequestDrain();
+}
+
+bool VexIsDrained()
+{
+	return bDrained;
+}
 
 CVexTraceServer::CVexTraceServer()
 	: m_bConsoleOuput(m_oSettings.m_bConsoleOuput),
@@ -307,7 +342,7 @@ void CVexTraceServer::StopServer()
 {
 	bool bWasActive = false;
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		CVexMutexLock oLock(m_oLockActiveServer);
 		bWasActive = m_pActiveServer == this;
 		if (bWasActive)
 		{
@@ -317,28 +352,49 @@ void CVexTraceServer::StopServer()
 	}
 	if (!bWasActive && !m_pServerThread)
 		return;    // stopped before: the base class's destructor comes behind the deriving one's
-	long nUsers = 0;
+	unsigned int nWaitedMs = 0;
 	do
 	{
-		CVexThread::Sleep(0, 500);
-		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
-		nUsers = m_nActiveUserCount - VexSignalHold::UsesToIgnore();
-	} while (nUsers > 0);
+		if (HasUsers())
+		{
+			const VexSignalEnd::CNeedsOthers oNeedsOthers;
+			CVexThread::Sleep(0, nUserWaitStepMs);
+		}
+		else
+			VexSignalEnd::SleepFixed(nUserWaitStepMs);
+		nWaitedMs += nUserWaitStepMs;
+	} while (HasUsers() && nWaitedMs < nUserWaitMs);
 	{
 		// A monitor that does not confirm would cost a second for every message of the queue.
 		const CContainerUse oContainer(*this);
 		if (oContainer)
 			oContainer->ExpectEnd();
 	}
-	delete m_pServerThread.load();
+	CTraceServerThread* pThread = m_pServerThread;
+	if (pThread && pThread->End())
+		delete pThread;
 	m_pServerThread = nullptr;
+}
+
+bool CVexTraceServer::StopWithin(unsigned int nMs)
+{
+	nUserWaitMs = nMs;
+	StopServer();
+	nUserWaitMs = nUnlimited;
+	return !HasUsers();
+}
+
+bool CVexTraceServer::HasUsers()
+{
+	CVexMutexLock oLock(m_oLockActiveServer);
+	return m_nActiveUserCount > 0;
 }
 
 void CVexTraceServer::SetUser(const std::string& sUsername, std::string sPassword)
 {
 	CVexPassword oPassword(true);
 	oPassword.SetPassword(sPassword);
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	m_sUsername = sUsername;
 	m_sPassword = oPassword.GetPassword();
 }
@@ -347,7 +403,7 @@ void CVexTraceServer::SetUser(const std::string& sUsername, std::string sPasswor
 void CVexTraceServer::GetUser(std::string& sUsername, std::string& sPassword) const
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+		CVexMutexLock oLock(m_oLockObjectMap);
 		sUsername = m_sUsername;
 		sPassword = m_sPassword;
 	}
@@ -370,7 +426,7 @@ void CVexTraceServer::AddMsg(CVexTraceMsg* pMsg)
 	bool bWakeUp = false;
 	{
 		std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
-		VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
+		CVexMutexLock oLock(m_oLockMsgArray);
 		m_oMsgArray.push_back(poMsg.get());
 		static_cast<void>(poMsg.release());    // the queue owns it
 		// Not for every further one: the event keeps the signal until the thread waits again.
@@ -383,27 +439,32 @@ void CVexTraceServer::AddMsg(CVexTraceMsg* pMsg)
 // One round of the thread; the number of messages that it took.
 std::size_t CVexTraceServer::WriteQueuedMsgs()
 {
-	std::vector<CVexTraceMsg*> oMsgArray;
-	oMsgArray.reserve(nQueueCapacity);
+	// A round may have been broken off: SaveMsg() has called abort() or exit(), and another thread goes on with it.
+	if (m_nNextInRound == m_apRound.size())
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
-		oMsgArray.swap(m_oMsgArray);
+		m_nNextInRound = 0;
+		m_apRound = std::vector<CVexTraceMsg*>();
+		m_apRound.reserve(nQueueCapacity);
+		CVexMutexLock oLock(m_oLockMsgArray);
+		m_apRound.swap(m_oMsgArray);
 	}
+	const std::size_t nMsgs = m_apRound.size() - m_nNextInRound;
 	std::string sName;    // one buffer for all
-	for (CVexTraceMsg* pMsg : oMsgArray)
+	while (m_nNextInRound < m_apRound.size())
 	{
-		const std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
+		const std::unique_ptr<CVexTraceMsg> poMsg(m_apRound[m_nNextInRound++]);
 		if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
 			DeRegisterObject(poMsg->GetID());
 		else
 			WriteMsg(*poMsg, sName);
+		VexSignalEnd::CountProgress();
 	}
-	return oMsgArray.size();
+	return nMsgs;
 }
 
 bool CVexTraceServer::IsQueueEmpty()
 {
-	VexSignalHold::CTraceLock oLock(m_oLockMsgArray);
+	CVexMutexLock oLock(m_oLockMsgArray);
 	return m_oMsgArray.empty();
 }
 
@@ -451,7 +512,7 @@ void CVexTraceServer::RegisterObject(CVexTrace* pTraceObject)
 // True if the object was known. pnRequested: null while there are no monitors.
 bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequested, int nWatched)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	// Looked at under the lock: two threads may register one object at once. An identifier of another server is none.
 	const bool bKnown = pTraceObject->IsKnownTo(*this);
 	const auto oFound = bKnown ? m_oObjectMap.find(pTraceObject->GetID()) : m_oObjectMap.end();
@@ -478,13 +539,13 @@ bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequeste
 
 void CVexTraceServer::DeRegisterObject(long nObjectID)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	m_oObjectMap.erase(nObjectID);
 }
 
 void CVexTraceServer::SetTraceLevels(long nObjectID, int nTraceLevels)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	const auto oFound = m_oObjectMap.find(nObjectID);
 	if (oFound == m_oObjectMap.end() || oFound->second.m_nLevelsLocal == nTraceLevels)
 		return;
@@ -511,7 +572,7 @@ int CVexTraceServer::GetLevelsOfClients(long nObjectID)
 
 void CVexTraceServer::SetLevelsOfClients(long nObjectID, int nLevels)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	const auto oFound = m_oObjectMap.find(nObjectID);
 	if (oFound == m_oObjectMap.end() || oFound->second.m_nLevelsClients == nLevels)
 		return;
@@ -541,7 +602,7 @@ void CVexTraceServer::SetSaveMsg(bool bOn)
 void CVexTraceServer::SetActiveServer(CVexTraceServer* pServer)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+		CVexMutexLock oLock(m_oLockActiveServer);
 		m_pActiveServer = pServer;
 		++m_nChange;
 	}
@@ -551,13 +612,10 @@ void CVexTraceServer::SetActiveServer(CVexTraceServer* pServer)
 
 CVexTraceServer* CVexTraceServer::GetActiveServer()
 {
-	VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
+	CVexMutexLock oLock(m_oLockActiveServer);
 	CVexTraceServer* pServer = m_pActiveServer;
 	if (pServer)
-	{
 		pServer->IncActiveUser();
-		VexSignalHold::AddUse();
-	}
 	return pServer;
 }
 
@@ -568,17 +626,13 @@ void CVexTraceServer::IncActiveUser()
 
 void CVexTraceServer::DecActiveUser()
 {
-	{
-		VexSignalHold::CTraceLock oLock(m_oLockActiveServer);
-		--m_nActiveUserCount;
-		// Both counts at once for a handler, which waits for the end of the lock.
-		VexSignalHold::RemoveUse();
-	}
+	CVexMutexLock oLock(m_oLockActiveServer);
+	--m_nActiveUserCount;
 }
 
 void CVexTraceServer::StartTCPIPServer()
 {
-	VexSignalHold::CTraceLock oLock(oLockTCPIPServer.m_oObject);
+	CVexMutexLock oLock(oLockTCPIPServer.m_oObject);
 	// In a child after fork nobody would forward anything.
 	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
 		return;
@@ -586,7 +640,7 @@ void CVexTraceServer::StartTCPIPServer()
 		m_nMaxConnections, 0, m_sMonitorIPAddress, static_cast<unsigned short>(m_sMonitorPort), *this);
 	CVexTraceServerContainer* const pContainer = poContainer.get();
 	{
-		VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
+		CVexMutexLock oLockContainer(m_oLockObjectMap);
 		m_poServerContainer = poContainer.release();
 	}
 	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
@@ -595,10 +649,10 @@ void CVexTraceServer::StartTCPIPServer()
 
 void CVexTraceServer::StopTCPIPServer()
 {
-	VexSignalHold::CTraceLock oLock(oLockTCPIPServer.m_oObject);
+	CVexMutexLock oLock(oLockTCPIPServer.m_oObject);
 	std::unique_ptr<CVexTraceServerContainer> poContainer;
 	{
-		VexSignalHold::CTraceLock oLockContainer(m_oLockObjectMap);
+		CVexMutexLock oLockContainer(m_oLockObjectMap);
 		poContainer.reset(std::exchange(m_poServerContainer, nullptr));
 	}
 	if (!poContainer)
@@ -610,7 +664,7 @@ void CVexTraceServer::StopTCPIPServer()
 
 bool CVexTraceServer::IsContainerUsed()
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	return m_nContainerUsers > 0;
 }
 
@@ -629,7 +683,7 @@ bool CVexTraceServer::GetTraceFlag(const char* pcTraceFlagName, const std::strin
 void CVexTraceServer::GetObjectList(std::vector<std::pair<long, std::string>>& aoObjectList)
 {
 	aoObjectList.clear();
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	for (const auto& rEntry : m_oObjectMap)
 	{
 		aoObjectList.emplace_back(rEntry.first, std::string());
@@ -647,7 +701,7 @@ std::string CVexTraceServer::GetObjectName(long nID)
 void CVexTraceServer::GetObjectName(long nID, std::string& rsName)
 {
 	rsName.clear();
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	const auto oFound = m_oObjectMap.find(nID);
 	if (oFound != m_oObjectMap.end())
 		JoinNames(oFound->second, rsName);
@@ -655,7 +709,7 @@ void CVexTraceServer::GetObjectName(long nID, std::string& rsName)
 
 long CVexTraceServer::GetObjectId(const std::string& sName)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	for (const auto& rEntry : m_oObjectMap)
 		if (rEntry.second.m_sClassName == sName)
 			return rEntry.first;
@@ -664,7 +718,7 @@ long CVexTraceServer::GetObjectId(const std::string& sName)
 
 int CVexTraceServer::GetTraceLevels(long nObjectID)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	const auto oFound = m_oObjectMap.find(nObjectID);
 	if (oFound == m_oObjectMap.end())
 		return m_nDefaultTraceLevels;
@@ -675,7 +729,7 @@ int CVexTraceServer::GetTraceLevels(long nObjectID)
 // the newer flag.
 void CVexTraceServer::RefreshLevels(CVexTrace& rTrace)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockObjectMap);
+	CVexMutexLock oLock(m_oLockObjectMap);
 	const auto oFound = m_oObjectMap.find(rTrace.GetID());
 	rTrace.m_nSyncFlag = GetSyncFlag();
 	rTrace.SetTraceLevels(oFound == m_oObjectMap.end() ? m_nDefaultTraceLevels.load() : GetLevels(oFound->second));

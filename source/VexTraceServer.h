@@ -82,8 +82,7 @@ public:
 	// Makes a server the active one, null none. The server is not owned.
 	static void SetActiveServer(CVexTraceServer* pServer);
 
-	// The active server with a use taken, or null. The use is given back with DecActiveUser() on the same thread: until
-	// then the server does not stop.
+	// The active server with a use taken, or null. Until DecActiveUser() gives the use back the server does not stop.
 	static CVexTraceServer* GetActiveServer();
 
 	// Opens the monitor port if it is switched on and not open yet.
@@ -169,10 +168,17 @@ protected:
 	static CVexMutex& m_oLockActiveServer;    // guards m_pActiveServer and the user counts
 
 private:
+	friend class CVexBaseApplication;
 	friend class CVexTrace;
+	friend void VexRequestDrain();
 	class CTraceIniFile;
 	class CForkGuard;
 	class CContainerUse;
+
+	// StopServer(), but it waits for users for that long at most. False if there still are some: the object must stay.
+	bool StopWithin(unsigned int nMs);
+	bool HasUsers();
+	static void RequestDrain();
 
 	void StopTCPIPServer();
 	bool IsContainerUsed();
@@ -194,4 +200,6 @@ private:
 	const unsigned m_nSerial;    // tells this server from earlier ones
 	std::atomic<bool> m_bLoginRequired{ false };
 	int m_nContainerUsers = 0;    // guarded by m_oLockObjectMap
+	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
+	std::size_t m_nNextInRound = 0;
 };

@@ -2,7 +2,6 @@
 
 #include "VexApplication.h"
 #include "VexPassword.h"
-#include "VexSignalHoldInternal.h"
 #include "VexStringFunc.h"
 #include "VexTraceServer.h"
 #include "VexTraceTCPIPMsg.h"
@@ -224,7 +223,7 @@ void CVexTraceServerConnection::InterpretWatchClass(CVexTraceTCPIPMsg& rMsg)
 // False: the class would be more than a client may make the server keep.
 bool CVexTraceServerConnection::WatchClass(const std::string& sClass, ETraceLevel eLevel)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	const auto oFound = m_sWatchClasses.find(sClass);
 	if (oFound != m_sWatchClasses.end())
 		oFound->second = eLevel;
@@ -284,7 +283,7 @@ void CVexTraceServerConnection::SwitchTrace(int nAnswerID, bool bWanted)
 {
 	CVexTraceTCPIPMsg oAnswer;
 	oAnswer.CreateMsg(static_cast<CVexTraceTCPIPMsg::EMsgID>(nAnswerID));
-	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	CVexMutexLock oLock(m_oLockSend);
 	Send(oAnswer);
 	m_bTraceWanted = bWanted;
 }
@@ -305,7 +304,7 @@ void CVexTraceServerConnection::ChangeTraceLevelInd(const std::vector<std::pair<
 	{
 		const int nLevels = m_oTraceServer.GetTracelevelMask(static_cast<unsigned int>(rLevel.second));
 		const bool bKnown = !m_oTraceServer.GetObjectName(rLevel.first).empty();
-		VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+		CVexMutexLock oLock(m_oLockConnectionObjectMap);
 		const auto oFound = m_oConnectionObjectMap.find(rLevel.first);
 		if (oFound != m_oConnectionObjectMap.end())
 			oFound->second.m_nLevelsClient = nLevels;
@@ -336,7 +335,7 @@ void CVexTraceServerConnection::WatchClassInd(const std::string& sClass, ETraceL
 	bool bRefresh = false;
 	if (nID != -1)
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+		CVexMutexLock oLock(m_oLockConnectionObjectMap);
 		const auto oResult = m_oConnectionObjectMap.emplace(nID, SClientObjectDesc{ sClass, 0 });
 		oResult.first->second.m_nLevelsClient |= eLevel;
 		bRefresh = !oResult.second;
@@ -357,14 +356,14 @@ void CVexTraceServerConnection::NameIDInd(long nID)
 
 int CVexTraceServerConnection::GetRequestedTraceLevels(long nID)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	const auto oFound = m_oConnectionObjectMap.find(nID);
 	return oFound == m_oConnectionObjectMap.end() ? 0 : oFound->second.m_nLevelsClient;
 }
 
 int CVexTraceServerConnection::GetWatchLevels(const std::string& sClass)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	const auto oFound = m_sWatchClasses.find(sClass);
 	return oFound == m_sWatchClasses.end() ? m_sWatchClasses["*"] : oFound->second;
 }
@@ -372,7 +371,7 @@ int CVexTraceServerConnection::GetWatchLevels(const std::string& sClass)
 std::vector<long> CVexTraceServerConnection::GetRequestedObjects()
 {
 	std::vector<long> anIDs;
-	VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	for (const auto& rEntry : m_oConnectionObjectMap)
 		anIDs.push_back(rEntry.first);
 	return anIDs;
@@ -389,13 +388,13 @@ void CVexTraceServerConnection::ForgetClient()
 	StopTrace();
 	{
 		// Behind a line that is just being sent: the next one finds that none is wanted.
-		VexSignalHold::CTraceLock oLock(m_oLockSend);
+		CVexMutexLock oLock(m_oLockSend);
 		m_nUnconfirmed = 0;
 		m_nLateWaits = 0;
 	}
 	m_bLoginOk = false;
 	std::string().swap(m_sInputMessage);
-	VexSignalHold::CTraceLock oLock(m_oLockConnectionObjectMap);
+	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	m_oConnectionObjectMap.clear();
 	m_sWatchClasses.clear();
 	m_sWatchClasses["*"] = CVexTraceMsg::eNone;
@@ -417,7 +416,7 @@ bool CVexTraceServerConnection::IsWanted(const CVexTraceMsg& oMsg, const std::st
 int CVexTraceServerConnection::SendLine(const CVexTraceMsg& oMsg)
 {
 	const std::string sClass = GetClassName(m_oTraceServer.GetObjectName(oMsg.GetID()));
-	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	CVexMutexLock oLock(m_oLockSend);
 	if (!m_bTraceWanted || !IsWanted(oMsg, sClass))
 		return 0;
 	CVexTraceTCPIPMsg oLine;
@@ -452,7 +451,7 @@ bool CVexTraceServerConnection::AwaitConfirmation(int nUnconfirmed)
 
 void CVexTraceServerConnection::Answer(const CVexTraceTCPIPMsg& oMsg)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockSend);
+	CVexMutexLock oLock(m_oLockSend);
 	Send(oMsg);
 }
 

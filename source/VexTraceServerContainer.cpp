@@ -1,38 +1,15 @@
 #include "VexTraceServerContainer.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexTraceServer.h"
 #include "VexTraceServerConnection.h"
 
 #include <algorithm>
-#include <csignal>
 #include <memory>
 
 namespace
 {
 // More cannot be connected at once anyway: each takes a descriptor and two threads.
 const unsigned int nMaxSlots = 65535;
-
-// Threads that are started meanwhile never run a signal handler: one that ends the program stops the monitor port, and
-// would wait for its own thread there. Faults and abort() stay with the thread that commits them.
-class CSignalsBlocked
-{
-public:
-	CSignalsBlocked()
-	{
-		sigset_t oSignals;
-		sigfillset(&oSignals);
-		for (const int nSignal : { SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT })
-			sigdelset(&oSignals, nSignal);
-		pthread_sigmask(SIG_BLOCK, &oSignals, &m_oBefore);
-	}
-	~CSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_oBefore, nullptr); }
-	CSignalsBlocked(const CSignalsBlocked&) = delete;
-	CSignalsBlocked& operator=(const CSignalsBlocked&) = delete;
-
-private:
-	sigset_t m_oBefore;
-};
 }    // namespace
 
 CVexTraceServerContainer::CVexTraceServerContainer(unsigned int nMaxConnections, unsigned int nReserveConnections,
@@ -54,7 +31,7 @@ CVexTraceServerContainer::~CVexTraceServerContainer()
 void CVexTraceServerContainer::Listen(unsigned int nReserveConnections)
 {
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockContainer);
+		CVexMutexLock oLock(m_oLockContainer);
 		m_nReserve = std::min(nReserveConnections, nMaxSlots);
 	}
 	FillUpReserve();
@@ -62,10 +39,9 @@ void CVexTraceServerContainer::Listen(unsigned int nReserveConnections)
 
 CVexTCPIPServerBase* CVexTraceServerContainer::CreateNewClass(int nIndex)
 {
-	const CSignalsBlocked oBlocked;
 	auto poConnection = std::make_unique<CVexTraceServerConnection>(this, nIndex, m_oTraceServer);
 	{
-		VexSignalHold::CTraceLock oLock(m_oLockClients);
+		CVexMutexLock oLock(m_oLockClients);
 		m_aoClients.emplace_back(nIndex, poConnection.get());
 	}
 	poConnection->AwaitConnectionFromClient(m_sIPAddress.c_str(), m_nPort, -2);
@@ -89,14 +65,14 @@ void CVexTraceServerContainer::Connected(int nIndex, bool bConnected)
 
 CVexTraceServerConnection* CVexTraceServerContainer::GetClient(std::size_t nPosition)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockClients);
+	CVexMutexLock oLock(m_oLockClients);
 	return nPosition < m_aoClients.size() ? m_aoClients[nPosition].second : nullptr;
 }
 
 // By the identifiers alone: at the end of the container some of the connections are gone.
 CVexTraceServerConnection* CVexTraceServerContainer::FindClient(int nIndex)
 {
-	VexSignalHold::CTraceLock oLock(m_oLockClients);
+	CVexMutexLock oLock(m_oLockClients);
 	for (const Client& rClient : m_aoClients)
 		if (rClient.first == nIndex)
 			return rClient.second;
@@ -116,7 +92,7 @@ void CVexTraceServerContainer::TraceReq(const CVexTraceMsg& oMsg)
 int CVexTraceServerContainer::GetClientTraceLevels(long nID)
 {
 	int nLevels = 0;
-	VexSignalHold::CTraceLock oLock(m_oLockClients);
+	CVexMutexLock oLock(m_oLockClients);
 	for (const Client& rClient : m_aoClients)
 		nLevels |= rClient.second->GetRequestedTraceLevels(nID);
 	return nLevels;
@@ -125,7 +101,7 @@ int CVexTraceServerContainer::GetClientTraceLevels(long nID)
 int CVexTraceServerContainer::GetWatchMask(const std::string& sClass)
 {
 	int nLevels = 0;
-	VexSignalHold::CTraceLock oLock(m_oLockClients);
+	CVexMutexLock oLock(m_oLockClients);
 	for (const Client& rClient : m_aoClients)
 		nLevels |= rClient.second->GetWatchLevels(sClass);
 	return nLevels;

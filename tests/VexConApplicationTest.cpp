@@ -1,13 +1,19 @@
 #include "VexConApplication.h"
 
 #include "support/FrameRun.h"
+#include "support/PseudoTerminal.h"
 
 #include "VexThread.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <deque>
+#include <iostream>
+#include <random>
+#include <set>
 #include <sstream>
 
 namespace
@@ -51,17 +57,13 @@ TEST(CVexConApplication, LifeEndsAsItsModeSays)
 		{ "wait", "Run", SIGINT, 0, {}, { "Signal-Handler: Signal 2 aufgetreten. Die Anwendung wird beendet." } },
 		{ "wait", "Run", SIGABRT, 3, {}, { "Signal 6 aufgetreten" } },
 		{ "abort", "", 0, 3, {}, { "Signal 6 aufgetreten" } },
-		// The handler may interrupt the very event that Finalize() signals.
+		// The signal may interrupt the very event that Finalize() signals.
 		{ "poll", "Run", SIGTERM, 0, {}, {} },
-		{ "giveback",
-			"",
-			0,
-			3,
-			{ "put off\nFinalize\n" },
-			{ "given back",
-				"WARNING\tGlobal/-\tSignal-Handler: Signal 6 aufgetreten. Die Anwendung wird beendet.\n" } },
-		// A second signal is not put off for a use.
-		{ "hold", "put off", SIGTERM, 0, { "put off\nFinalize\n" }, {} },
+		{ "hold", "", 0, 0, { "Finalize\n" }, { "Signal 15 aufgetreten", "returned" } },
+		{ "exit", "", 0, 5, {}, { "last words" } },
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+		{ "no-end-thread", "", 0, 0, {}, { "ERROR\t/CVexBaseApplication\tSignal-Handler nicht installiert: kein Thread" } },
+#endif
 		{ "server-thread", "", 0, 0, {}, { "last words", "Signal 15 aufgetreten", "Trace-Server wird beendet" } },
 		{ "child-signal", "", 0, 0, { "child goes on\nchild status 7\nFinalize\n" }, { "wird beendet." } },
 		{ "signal-in-finalize", "", 0, 0, {}, { "Signal 15 aufgetreten", "wird beendet." } },
@@ -81,46 +83,179 @@ TEST(CVexConApplication, LifeEndsAsItsModeSays)
 		CProgramRunner& rProgram = aoRuns.front().m_oProgram;
 		ASSERT_TRUE(rProgram.WaitForEnd()) << rProgram.Output();
 		EXPECT_EQ(rProgram.ExitStatus(), rCase.nStatus) << rProgram.ErrorOutput();
-		EXPECT_TRUE(FinalizedOnce(aoRuns.front()));
+		EXPECT_EQ(FinalizedOnce(aoRuns.front()), rCase.nStatus != 5);
 		ExpectInOrder(rProgram.Output(), rCase.aszOutput);
 		ExpectInOrder(aoRuns.front().Log(), rCase.aszLog);
 		aoRuns.pop_front();
 	}
 }
 
-// Its trace server can never be stopped, but Finalize() shows that the handler ran.
-TEST(CVexConApplication, UseThatGetTraceFlagLeavesPutsNoSignalOff)
+// Its trace server can never be stopped, but Finalize() runs.
+TEST(CVexConApplication, UseThatGetTraceFlagLeavesDoesNotKeepFinalizeFromRunning)
 {
 	SFrameRun oRun("flag");
 	EXPECT_TRUE(oRun.m_oProgram.WaitForOutput("Finalize\n"));
 	EXPECT_FALSE(oRun.m_oProgram.WaitForEnd(1000));
 }
 
-TEST(CVexConApplication, SignalEndsAProgramThatTracesWithoutPause)
+TEST(CVexConApplication, EchoIsOnAgainAfterASignalWhileAPasswordIsRead)
 {
-	const char* szRuns = std::getenv("VEX_SIGNAL_RUNS");
-	const int anSignals[] = { SIGTERM, SIGINT, SIGABRT }, anStatus[] = { 0, 0, 3 };
-#if defined(__SANITIZE_THREAD__)
-	const int nSignals = 2;    // it runs handlers of SIGABRT at once, even inside itself
-#else
-	const int nSignals = 3;
-#endif
-	for (int i = 0; i < (szRuns ? std::atoi(szRuns) : 4); ++i)
-	{
-		SCOPED_TRACE(i);
-		SFrameRun oRun("busy", "[Trace]\nInfo=1\n");
-		ASSERT_TRUE(oRun.m_oProgram.WaitForOutput("busy"));
-		CVexThread::Sleep(0, std::rand() % 100);
-		oRun.m_oProgram.SendSignal(anSignals[i % nSignals]);
-		if (i % 2)
-			oRun.m_oProgram.SendSignal(anSignals[i % nSignals]);
-		EXPECT_EQ(oRun.m_oProgram.EndStatus(), anStatus[i % nSignals]);
-		EXPECT_TRUE(FinalizedOnce(oRun));
-		const std::string sLog = oRun.Log();
-		EXPECT_EQ(sLog.back(), '\n');
-		EXPECT_NE(sLog.find("Die Anwendung wird beendet."), std::string::npos);
-	}
+	const CPseudoTerminal oTerminal;
+	SFrameRun oRun("password", "", "FrameProgram", oTerminal.m_nLine);
+	ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
+	EXPECT_EQ(oRun.m_oProgram.EndStatus(SIGTERM), 0);
+	EXPECT_TRUE(oTerminal.Echo());
 }
+
+// A mode of SignalStressProgram.
+struct SStressMode
+{
+	const char* szMode;
+	int nStatus = -1;    // -1: that of the signals
+	bool bEndsByItself = false;
+	bool bToThreads = true;    // a signal may come to one thread
+	int nQuietMs = 0;          // before the signals
+
+	friend std::ostream& operator<<(std::ostream& rStream, const SStressMode& rMode) { return rStream << rMode.szMode; }
+};
+
+// Two signals at most, at a random moment and within a millisecond.
+struct SStressRun : SFrameRun
+{
+	SStressRun(const SStressMode& rMode, unsigned nSeed)
+		: SFrameRun(rMode.szMode, "[Trace]\nInfo=1\n", "SignalStressProgram"), m_rMode(rMode), m_oRandom(nSeed)
+	{
+		m_oSent << "seed " << nSeed << ", signals";
+	}
+
+	unsigned Random(unsigned nLimit) { return std::uniform_int_distribution<unsigned>(0, nLimit - 1)(m_oRandom); }
+
+	void SendSignals()
+	{
+		const bool bReady = m_oProgram.WaitForOutput("ready\n");
+		CVexThread::Sleep(0, m_rMode.nQuietMs + Random(100));
+		const int anSignals[] = { SIGTERM, SIGINT, SIGABRT, SIGUSR1 };
+		std::vector<int> anSend = { anSignals[Random(3)] };
+		if (Random(2))    // SIGUSR1, which ends nothing, may only come before or after another
+			anSend.insert(anSend.begin() + Random(2), anSignals[Random(4)]);
+		for (const int nSignal : m_rMode.bEndsByItself || !bReady ? std::vector<int>() : anSend)
+		{
+			const bool bToThread = m_rMode.bToThreads && Random(4) == 0;
+			m_oSent << " " << nSignal << (bToThread ? " to a thread" : "");
+			if (nSignal != SIGUSR1 && m_rMode.nStatus < 0)
+				m_anStatus.insert(nSignal == SIGABRT ? 3 : 0);
+			if (bToThread)
+				m_oProgram.SendSignalToThread(nSignal, Random(1000));
+			else
+				m_oProgram.SendSignal(nSignal);
+			usleep(Random(1000));
+		}
+		m_oSentAt = std::chrono::steady_clock::now();
+	}
+
+	int SinceSentMs() const
+	{
+		return static_cast<int>((std::chrono::steady_clock::now() - m_oSentAt) / std::chrono::milliseconds(1));
+	}
+
+	// Empty if the run ended as it should.
+	std::string Fault()
+	{
+		if (!m_oProgram.WaitForEnd(10000 - SinceSentMs()))
+			return "no end within 10 s";
+		m_nEndMs = SinceSentMs();
+		const int nStatus = m_oProgram.ExitStatus();
+		const std::string sMode = m_rMode.szMode, sIni = m_oFolder.ReadFile("Stress.ini"), sLog = Log();
+		if (nStatus == -SIGABRT && sMode == "double_free")    // nothing else is certain about a damaged heap
+			return "";
+		if (m_anStatus.count(nStatus) == 0)
+			return "status " + std::to_string(nStatus);
+		if (!FinalizedOnce(*this))
+			return "not finalized once";
+		if (sLog.empty() || sLog.back() != '\n')
+			return "torn log";
+		if (sMode != "abort_savemsg" && sLog.find(" aufgetreten. Die Anwendung wird beendet.\n") == std::string::npos)
+			return "log without the signal";
+		const std::string sText = "=" + sIni.substr(sIni.find('=') + 1, 40) + " \n";
+		for (int i = 0; i < 200; ++i)
+			if (sIni.find("\nOption" + std::to_string(i) + sText) == std::string::npos)
+				return "damaged ini file";
+		return "";
+	}
+
+	const SStressMode& m_rMode;
+	std::mt19937 m_oRandom;
+	std::set<int> m_anStatus = { m_rMode.nStatus };    // each of them is right
+	std::ostringstream m_oSent;
+	std::chrono::steady_clock::time_point m_oSentAt;
+	int m_nEndMs = 0;
+};
+
+class CSignalStress : public testing::TestWithParam<SStressMode>
+{
+};
+
+// VEX_SIGNAL_RUNS: the runs of each mode, four at a time. VEX_SIGNAL_SEED: of the first run; the next counts on.
+TEST_P(CSignalStress, SignalEndsTheProgramWhateverItInterrupts)
+{
+	const char *szRuns = std::getenv("VEX_SIGNAL_RUNS"), *szSeed = std::getenv("VEX_SIGNAL_SEED");
+	const unsigned nRuns = szRuns ? static_cast<unsigned>(std::atoi(szRuns)) : 2;
+	const unsigned nSeed = szSeed ? static_cast<unsigned>(std::strtoul(szSeed, nullptr, 10)) : std::random_device()();
+	int nLongestMs = 0;
+	for (unsigned nFirst = 0; nFirst < nRuns; nFirst += 4)
+	{
+		std::deque<SStressRun> aoRuns;
+		for (unsigned nRun = nFirst; nRun < std::min(nFirst + 4, nRuns); ++nRun)
+			aoRuns.emplace_back(GetParam(), nSeed + nRun);
+		for (SStressRun& rRun : aoRuns)
+			rRun.SendSignals();
+		for (SStressRun& rRun : aoRuns)
+		{
+			EXPECT_EQ(rRun.Fault(), "") << GetParam() << ", run " << nFirst + (&rRun - &aoRuns[0]) << ", "
+										<< rRun.m_oSent.str() << "\n"
+										<< rRun.m_oProgram.ErrorOutput().substr(0, 5000);
+			nLongestMs = std::max(nLongestMs, rRun.m_nEndMs);
+		}
+	}
+	if (szRuns)
+		std::cout << GetParam() << ": longest end " << nLongestMs << " ms\n";
+}
+
+const SStressMode aStressModes[] = {
+	{ "trace" },
+	{ "strftime" },
+	{ "realloc" },
+	{ "qsort" },
+	{ "time_trace" },
+	{ "time", -1, false, true, 1100 },    // the second of the last trace line is over
+	{ "cout" },
+	{ "printf" },
+	{ "stderr" },
+	{ "appl_name" },
+	{ "ini" },
+	{ "ini_finalize" },
+	{ "abort_finalize", 3 },
+	{ "throw_finalize", 3 },
+	{ "abort_indication", 3, true },
+	{ "abort_savemsg", 3, true },
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+	{ "double_free", 3, true },
+#endif
+	{ "destroy", 0, true },
+	{ "locale" },
+	{ "getpwuid" },
+	{ "mutex" },
+	{ "own_new" },
+	{ "fork_exec" },
+	{ "dlopen" },
+	{ "lookup" },
+	{ "threads", -1, false, false },    // a thread that ends takes its signals along
+	{ "exceptions" },
+	{ "fwrite" },
+	{ "delete", -1, false, false },    // only the main thread stands still
+};
+INSTANTIATE_TEST_SUITE_P(Modes, CSignalStress, testing::ValuesIn(aStressModes),
+	[](const auto& rInfo) { return std::string(rInfo.param.szMode); });
 
 TEST(CVexConApplication, MessagesOfManyThreadsAreAllInTheLogInOrder)
 {

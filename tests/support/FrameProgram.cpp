@@ -1,16 +1,20 @@
 // A program on the frame, for the tests of the application classes: its first argument names what it does. What
-// happens is told on standard output, a line each, by write(2): a handler may interrupt anything.
+// happens is written on standard output, a line each, by write(2): Finalize() may interrupt anything.
 
 #include "VexCmdLineExchange.h"
 #include "VexConApplication.h"
+#include "VexPassword.h"
 #include "VexThread.h"
 #include "VexTraceServer.h"
 
 #include <dirent.h>
+#include <dlfcn.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -88,9 +92,10 @@ protected:
 			{ "busy", [&] { TraceBusily(); } },
 			{ "many", TraceMany },
 			{ "raised", [&] { TellWhenRaised(); } },
-			{ "hold", [&] { HoldAUse(SIGTERM); } },
-			{ "giveback", [&] { HoldAUse(SIGABRT); } },
+			{ "hold", [&] { HoldAUse(); } },
+			{ "exit", [&] { m_oTrace.AddMsg(CVexTraceMsg::eInfo, "last words"), std::exit(5); } },
 			{ "abort", [&] { m_oTrace.GetServerObject(CVexTraceMsg::eError), std::abort(); } },
+			{ "password", [] { CVexPassword(true).ReadPassword(); } },
 			{ "flag", [&] { m_oTrace.GetTraceFlag("Any"), raise(SIGTERM); } },
 			{ "server-thread", [&] { SignalTheServerThread(); } },
 			{ "fork", [&] { TraceInChildren(); } },
@@ -139,14 +144,12 @@ private:
 		}
 	}
 
-	// One use of the server puts the signal off, and is given back behind SIGABRT only.
-	void HoldAUse(int nSignal)
+	// A use of the server, without which it cannot stop, is returned after the signal only.
+	void HoldAUse()
 	{
 		CVexTraceServer* pServer = m_oTrace.GetServerObject(CVexTraceMsg::eError);
-		raise(nSignal);
-		Tell("put off");
-		if (nSignal == SIGABRT)
-			m_oTrace.AddMsg(CVexTraceMsg::eError, "given back", pServer);
+		raise(SIGTERM);
+		m_oTrace.AddMsg(CVexTraceMsg::eError, "returned", pServer);
 		m_oNever.Wait(nForEver);
 	}
 
@@ -203,8 +206,23 @@ private:
 };
 }    // namespace
 
+bool bNoEndThread = false;
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)    // they replace it themselves
+
+// The first thread is the trace server's; the second one cannot be made.
+extern "C" int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttributes, void* (*pRun)(void*), void* pData)
+{
+	static int nThreads = 0;
+	typedef decltype(&pthread_create) TCreate;
+	static const auto pCreate = reinterpret_cast<TCreate>(dlsym(RTLD_NEXT, "pthread_create"));
+	return bNoEndThread && ++nThreads == 2 ? EAGAIN : pCreate(pThread, pAttributes, pRun, pData);
+}
+#endif
+
 int main(int nArgc, char** ppszArgv)
 {
+	bNoEndThread = nArgc > 1 && std::strcmp(ppszArgv[1], "no-end-thread") == 0;
 	bool bResult = false;
 	{
 		CFrameProgram oProgram;

@@ -1,15 +1,17 @@
 #pragma once
 
-// FrameProgram in a folder of its own, running in one of its modes.
+// FrameProgram, or another test program, in a folder of its own, running in one of its modes.
 
 #include "ProgramRunner.h"
 
 struct SFrameRun
 {
-	explicit SFrameRun(const std::string& sMode, const std::string& sTraceIni = "[Trace]\nDebug=3\n")
+	explicit SFrameRun(const std::string& sMode, const std::string& sTraceIni = "[Trace]\nDebug=3\n",
+		const std::string& sProgram = "FrameProgram", int nStdin = -1)
+		: m_oProgram(LinkProgram(VEX_TEST_PROGRAM_DIR "/" + sProgram, m_oFolder))
 	{
 		m_oFolder.WriteFile("Trace.ini", sTraceIni);
-		m_oProgram.Start({ sMode });
+		m_oProgram.Start({ sMode }, "", nStdin);
 	}
 
 	// A file's text that sets the levels, all of them unless told otherwise, and opens the monitor port.
@@ -29,5 +31,5 @@ struct SFrameRun
 	}
 
 	CTempFolder m_oFolder;
-	CProgramRunner m_oProgram{ LinkProgram(VEX_TEST_PROGRAM_DIR "/FrameProgram", m_oFolder) };
+	CProgramRunner m_oProgram;
 };

@@ -11,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -68,6 +69,26 @@ public:
 	{
 		if (m_bRunning)
 			kill(m_nPid, nSignal);
+	}
+
+	// To one of its threads that do not block the signal; nWhich counts them round and round.
+	void SendSignalToThread(int nSignal, unsigned nWhich) const
+	{
+		std::vector<pid_t> anThreads;
+		std::error_code oGone;
+		for (const auto& rEntry :
+			std::filesystem::directory_iterator("/proc/" + std::to_string(m_nPid) + "/task", oGone))
+		{
+			std::ifstream oStatus(rEntry.path() / "status");
+			std::string sMask;
+			while (oStatus >> sMask && sMask != "SigBlk:")
+				continue;
+			oStatus >> sMask;
+			if ((std::strtoull(sMask.c_str(), nullptr, 16) >> (nSignal - 1) & 1) == 0)
+				anThreads.push_back(std::stoi(rEntry.path().filename()));
+		}
+		if (m_bRunning && !anThreads.empty())
+			syscall(SYS_tgkill, m_nPid, anThreads[nWhich % anThreads.size()], nSignal);
 	}
 
 	// False if the program still runs after the limit.

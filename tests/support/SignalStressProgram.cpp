@@ -1,0 +1,350 @@
+// A program on the frame that does one thing again and again, for the test that signals end it whatever they interrupt.
+// Its first argument names the thing. "ready" and "Finalize" are written by write(2), which may interrupt anything.
+
+#include "VexConApplication.h"
+#include "VexIniFile.h"
+#include "VexOptionExchange.h"
+#include "VexProcess.h"
+#include "VexScheduler.h"
+#include "VexTraceServerStd.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <locale>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+
+namespace
+{
+std::string sMode;
+int nTellFile = -1;
+std::atomic<bool> bRunEnds{ false }, bSaveAborts{ false }, bOwnNew{ false };
+std::atomic<long> nWorker{ 0 };    // this thread gets a signal when the application object is destroyed
+std::mutex oMutex, oNewMutex;
+std::vector<std::string>* pasTexts = new std::vector<std::string>(100);
+
+void Tell(const char* szLine)
+{
+	if (write(nTellFile, szLine, std::strlen(szLine)) < 0)
+		_exit(9);
+}
+
+void Trace()
+{
+	CVexTrace::m_oGlobalTrace.AddMsg(CVexTraceMsg::eInfo, "a line of the program");
+}
+
+void UseTimes()
+{
+	const std::time_t nNow = std::time(nullptr);
+	std::tm oTime = *std::localtime(&nNow);
+	localtime_r(&nNow, &oTime);
+	gmtime_r(&nNow, &oTime);
+	std::mktime(&oTime);
+}
+
+void FormatTime()
+{
+	const std::tm oTime = {};
+	char szText[100];
+	std::strftime(szText, sizeof szText, "%A %d %B %Y %H:%M:%S %Z %c", &oTime);
+}
+
+void Reallocate()
+{
+	static void* pBlock = nullptr;
+	static unsigned nSize = 1;
+	pBlock = std::realloc(pBlock, nSize = nSize * 7 % 99991);
+}
+
+void Sort()
+{
+	int anNumbers[2000];
+	std::generate(std::begin(anNumbers), std::end(anNumbers), std::rand);
+	const auto Compare = [](const void* p1, const void* p2) { return std::memcmp(p1, p2, sizeof(int)); };
+	std::qsort(anNumbers, std::size(anNumbers), sizeof anNumbers[0], Compare);
+}
+
+void GetName()
+{
+	CVexBaseApplication::GetApplication()->GetApplName();
+}
+
+// Each save writes one text into all options, and each another one.
+struct CSettings : CVexIniFile
+{
+	CSettings() : CVexIniFile("Stress.ini", eRelativeToPWD) {}
+
+	void DoOptionExchange(CVexIniOptionExchange* pExchange) override
+	{
+		static std::atomic<int> nSave{ 0 };
+		std::string sText(40, static_cast<char>('a' + nSave++ % 26));
+		for (int i = 0; i < 200; ++i)
+			IOX_Std<std::string>(pExchange, "Stress", ("Option" + std::to_string(i)).c_str(), sText, "");
+	}
+};
+
+void SaveIni()
+{
+	CSettings().UpdateOptions(true);
+}
+
+struct CAbortingScheduler : CVexScheduler
+{
+	using CVexScheduler::CVexScheduler;
+	void SignalIndication() override { std::abort(); }
+};
+
+void AbortInIndication()
+{
+	const CVexTimeDiff oSecond(100000000LL), oDay(86400000LL * 100000);    // in ticks of 10 ns
+	const CVexLocalTime oStart = CVexLocalTime::CurrentLocalTime() + oSecond;
+	new CAbortingScheduler(CVexScheduleInfo(oStart, 1000, oSecond, 127, 0, oDay));
+	pause();
+}
+
+struct CAbortingServer : CVexTraceServerStd
+{
+	CAbortingServer() : CVexTraceServerStd(CVexProcess::GetCurrentProgDir().c_str(), nullptr)
+	{
+		ReadOptionsFromIniFile();
+		SetActiveServer(this);
+	}
+	~CAbortingServer() override { StopServer(); }
+
+	bool SaveMsg(const CVexTraceMsg& oMsg, const char* szObject) override
+	{
+		return bSaveAborts.exchange(false) ? std::abort(), false : CVexTraceServerStd::SaveMsg(oMsg, szObject);
+	}
+};
+
+void FreeTwice()
+{
+	void* volatile pBlock = std::malloc(3000), * volatile pNext = std::malloc(3000);
+	std::free(pBlock);
+	std::free(pBlock);
+	std::free(pNext);
+}
+
+void AllocateOnAWorker()
+{
+	const auto Allocate = []
+	{
+		for (nWorker = syscall(SYS_gettid);;)
+			std::free(std::malloc(3000));
+	};
+	std::thread(Allocate).detach();
+	usleep(10000);
+	bRunEnds = true;
+}
+
+// A signal that is no longer pending has reached its handler.
+bool HasPendingSignal(long nThread)
+{
+	std::ifstream oStatus("/proc/self/task/" + std::to_string(nThread) + "/status");
+	std::string sWord;
+	while (oStatus >> sWord && sWord != "SigPnd:")
+		continue;
+	return oStatus >> sWord && sWord.find_first_not_of('0') != std::string::npos;
+}
+
+void Spin(int nTurns)
+{
+	for (volatile int i = 0; i < nTurns; i = i + 1)
+		continue;
+}
+
+void HoldMutex()
+{
+	const std::unique_lock<std::mutex> oLock(oMutex);
+	Spin(50000);
+}
+
+void Execute()
+{
+	const pid_t nChild = fork();
+	if (nChild == 0)
+		_exit(execl("/bin/true", "true", nullptr));
+	waitpid(nChild, nullptr, 0);
+}
+
+void LookUp()
+{
+	getpwnam("root");
+	getgrgid(0);
+	for (const auto& rEntry : std::filesystem::directory_iterator("/"))
+		rEntry.is_directory();
+}
+
+void Throw()
+{
+	try
+	{
+		throw 1;
+	}
+	catch (int)
+	{
+	}
+}
+
+void WriteFile()
+{
+	static std::FILE* const pFile = std::fopen("/dev/null", "w");
+	std::fwrite("text", 1, 4, pFile);
+}
+
+void UseTexts()
+{
+	for (std::string& rsText : *pasTexts)
+		rsText.assign(rsText.size() % 100 + 1, 'x');
+}
+
+void DeleteTexts()
+{
+	delete std::exchange(pasTexts, nullptr);
+	usleep(50000);
+}
+
+const struct SMode
+{
+	const char* szName;
+	void (*pRun)();                   // again and again
+	void (*pFinalize)() = nullptr;    // once, in Finalize()
+} aModes[] = {
+	{ "trace", Trace },    // on three more threads too
+	{ "strftime", FormatTime },
+	{ "realloc", Reallocate },
+	{ "qsort", [] { Sort(), Trace(); } },
+	{ "time_trace", [] { UseTimes(), Trace(); } },
+	{ "time", UseTimes },
+	{ "cout", [] { std::cout << "line " << 1 << std::endl; } },
+	{ "printf", [] { std::printf("line %d\n", 1); } },
+	{ "stderr", [] { std::fprintf(stderr, "line %d\n", 1); } },    // with trace lines on it
+	{ "appl_name", GetName, GetName },
+	{ "ini", SaveIni },
+	{ "ini_finalize", SaveIni, SaveIni },
+	{ "abort_finalize", [] { pause(); }, std::abort },
+	{ "throw_finalize", [] { pause(); }, [] { throw 1; } },
+	{ "abort_indication", AbortInIndication },
+	{ "abort_savemsg", [] { bSaveAborts = true, Trace(), pause(); } },
+	{ "double_free", FreeTwice },
+	{ "destroy", AllocateOnAWorker },
+	{ "locale", [] { std::locale(); }, [] { std::locale(); } },
+	{ "getpwuid", [] { getpwuid(0); }, [] { getpwuid(0); } },
+	{ "mutex", [] { HoldMutex(), Spin(5000); }, HoldMutex },
+	{ "own_new", [] { delete new int; } },
+	{ "fork_exec", Execute },
+	{ "dlopen", [] { dlclose(dlopen("libresolv.so.2", RTLD_NOW)); } },
+	{ "lookup", LookUp },
+	{ "threads", [] { std::thread([] {}).join(); } },
+	{ "exceptions", Throw },
+	{ "fwrite", WriteFile },
+	{ "delete", UseTexts, DeleteTexts },
+};
+
+class CStressProgram : public CVexConApplication
+{
+public:
+	explicit CStressProgram(const SMode& rMode) : CVexConApplication(nullptr, nullptr, nullptr), m_rMode(rMode)
+	{
+		const auto pHandler = signal(SIGTERM, SIG_DFL);
+		signal(SIGTERM, pHandler);
+		signal(SIGUSR1, pHandler);
+	}
+
+	~CStressProgram() override
+	{
+		if (nWorker != 0)
+			syscall(SYS_tgkill, getpid(), nWorker.load(), SIGTERM);
+		while (nWorker != 0 && HasPendingSignal(nWorker))
+			continue;
+	}
+
+	bool Initialize() override
+	{
+		SaveIni();
+		for (int i = 0; i < 3 && sMode == "trace"; ++i)
+			std::thread(
+				[]
+				{
+					for (;;)
+						Trace();
+				})
+				.detach();
+		return true;
+	}
+
+	bool Finalize() override
+	{
+		Tell("Finalize\n");
+		if (m_rMode.pFinalize)
+			m_rMode.pFinalize();
+		return true;
+	}
+
+	void Run() override
+	{
+		for (Tell("ready\n"); !bRunEnds;)
+			m_rMode.pRun();
+	}
+
+private:
+	const SMode& m_rMode;
+};
+}    // namespace
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)    // they replace these themselves
+void* operator new(std::size_t nSize)
+{
+	const auto oLock = bOwnNew ? std::unique_lock<std::mutex>(oNewMutex) : std::unique_lock<std::mutex>();
+	void* pBlock = std::malloc(nSize);
+	return pBlock ? pBlock : throw std::bad_alloc();
+}
+
+void operator delete(void* pBlock) noexcept
+{
+	const auto oLock = bOwnNew ? std::unique_lock<std::mutex>(oNewMutex) : std::unique_lock<std::mutex>();
+	std::free(pBlock);
+}
+
+void operator delete(void* pBlock, std::size_t) noexcept
+{
+	operator delete(pBlock);
+}
+#endif
+
+int main(int nArgc, char** ppszArgv)
+{
+	sMode = nArgc > 1 ? ppszArgv[1] : "";
+	const auto pMode = std::find_if(std::begin(aModes), std::end(aModes), [](auto& r) { return r.szName == sMode; });
+	if (pMode == std::end(aModes))
+		return 9;
+	nTellFile = dup(STDOUT_FILENO);
+	const int nNull = open("/dev/null", O_WRONLY);
+	dup2(nNull, STDOUT_FILENO);
+	dup2(sMode == "stderr" ? nNull : STDERR_FILENO, STDERR_FILENO);
+	CVexTraceServer::m_oSettings.m_bConsoleOuput = sMode == "stderr";
+	bOwnNew = sMode == "own_new";
+	if (sMode == "locale")    // only copies of a locale that is not the classic one take a lock
+		std::locale::global(std::locale(std::locale(), new std::numpunct<char>));
+	static const std::unique_ptr<CVexTraceServer> poServer(sMode == "abort_savemsg" ? new CAbortingServer : nullptr);
+	return CStressProgram(*pMode).Start(nArgc, ppszArgv) ? 0 : 1;
+}
