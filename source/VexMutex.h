@@ -50,9 +50,9 @@ private:
 };
 
 // A signal that threads wait for. A signal that nobody waits for is kept until the next wait takes it; every thread
-// that already waits when Signal is called wakes up.
+// that already waits when Signal is called wakes up. In a child after fork an event has no waiting threads.
 //
-// Units: milliseconds; 0xFFFFFFFF waits for ever, 0 only looks.
+// Units: milliseconds; 0xFFFFFFFF waits indefinitely, 0 only looks. Changes of the wall clock do not matter.
 class CVexEvent
 {
 public:
@@ -63,6 +63,8 @@ public:
 	};
 
 	CVexEvent();
+
+	// Waits until threads that Signal() has woken have left Wait().
 	virtual ~CVexEvent();
 	CVexEvent(const CVexEvent&) = delete;
 	CVexEvent& operator=(const CVexEvent&) = delete;
@@ -82,9 +84,13 @@ public:
 
 private:
 	CVexTraceEx m_oTrace;
-	CVexMutex m_oMutex;    // guards m_bSignaled and m_nCount, but for Reset()
+	CVexMutex m_oMutex;    // guards all below, but for Reset()
 	pthread_cond_t* m_poCond;
 	std::atomic<bool> m_bSignaled{ false };
 	std::int32_t m_nCount = 0;
-	std::atomic<int> m_nSignaling{ 0 };    // calls of Signal() that have yet to wake the others
+	unsigned int m_nWaiters = 0;
+	std::atomic<unsigned int> m_nForks;    // the forks above this process when mutex and condition were made
+
+	void RenewAfterFork();
+	void Leave();
 };

@@ -2,7 +2,6 @@
 
 #include "VexThreadInternal.h"
 
-#include <sched.h>
 #include <sys/time.h>
 #include <time.h>
 
@@ -42,8 +41,9 @@ CVexThread::~CVexThread()
 {
 	if (IsOwnThread())
 	{
-		while (m_bStarting)
-			sched_yield();
+		{
+			const CVexMutexLock oLock(m_oStartLock);
+		}
 		// Nobody can join it any more; its Run() is still on the stack, so ThreadProc() must not come back here.
 		t_pOwner = nullptr;
 		pthread_detach(m_nThreadID);
@@ -73,18 +73,16 @@ bool CVexThread::Start()
 		m_nThreadID = 0;
 		m_oEventTermRequested.Reset();
 	}
+	const CVexMutexLock oLock(m_oStartLock);    // its end is the last touch: Run() may delete the object
 	m_nThreadState = STATE_INITIALIZING;
-	m_bStarting = true;
 	if (pthread_create(&m_nThreadID, &m_oAttributes, PlatformThreadProc, this) != 0)
 	{
 		m_nThreadID = 0;
 		m_nThreadState = STATE_TERMINATED;
-		m_bStarting = false;
 		return false;
 	}
 	Resume();
 	m_oEventInitialized.Wait(0xFFFFFFFF);
-	m_bStarting = false;    // the last touch: Run() may delete the object
 	return true;
 }
 

@@ -84,7 +84,7 @@ protected:
 	std::atomic<EThreadState> m_nThreadState{ STATE_NEW };
 
 private:
-	std::atomic<bool> m_bStarting{ false };    // Start() still needs this object
+	CVexMutex m_oStartLock;    // held by Start(): a thread that destroys its own object waits until that has returned
 	std::atomic<std::atomic<int>*> m_pHold{ nullptr };    // the thread's own; valid until the thread is joined
 
 	void InitAttributes();

@@ -371,7 +371,7 @@ void CVexTraceServer::StopServer()
 			oContainer->ExpectEnd();
 	}
 	CTraceServerThread* pThread = m_pServerThread;
-	if (pThread && pThread->End())
+	if (pThread && pThread->End() && !HasUsers())
 		delete pThread;
 	m_pServerThread = nullptr;
 }
