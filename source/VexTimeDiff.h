@@ -9,6 +9,10 @@
 #include <ostream>
 #include <string>
 
+// A program with 32-bit times would get eight bytes too many written over its timeval.
+static_assert(sizeof(timeval::tv_sec) == 8,
+	"VexCommon needs 64-bit times: compile 32-bit programs with -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64");
+
 typedef long long VexInt64;
 
 class CVexUTCTime;
