@@ -15,14 +15,20 @@ namespace
 {
 const unsigned int nAbortUserWaitMs = 1000;
 
-void TraceSignal(int nSignal, const char* pszConsequence)
+bool IsEndSignal(int nSignal)
+{
+	return nSignal == SIGABRT || nSignal == SIGTERM || nSignal == SIGINT;
+}
+
+void TraceSignal(int nSignal)
 {
 	CVexTrace& rTrace = CVexTrace::m_oGlobalTrace;
 	CVexTraceServer* pServer = rTrace.GetServerObject(CVexTraceMsg::eWarning);
 	if (!pServer)
 		return;
 	std::ostringstream oStream;
-	oStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. " << pszConsequence;
+	oStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. "
+			<< (IsEndSignal(nSignal) ? "Die Anwendung wird beendet." : "Signal wird ignoriert.");
 	rTrace.AddMsg(CVexTraceMsg::eWarning, oStream, pServer);
 }
 }    // namespace
@@ -88,12 +94,9 @@ void CVexConApplication::StdSignalHandler(int nSignal)
 // On the end thread.
 void CVexConApplication::TakeUpSignal(int nSignal)
 {
-	if (nSignal != SIGABRT && nSignal != SIGTERM && nSignal != SIGINT)
-	{
-		TraceSignal(nSignal, "Signal wird ignoriert.");
+	TraceSignal(nSignal);
+	if (!IsEndSignal(nSignal))
 		return;
-	}
-	TraceSignal(nSignal, "Die Anwendung wird beendet.");
 	const bool bEnd = GetApplication() ? FinalizeFromSignalHandler() : !VexApplicationEnd::IsEndedBySignal();
 	if (!bEnd)
 		return;
@@ -120,6 +123,9 @@ bool CVexConApplication::FinalizeFromSignalHandler()
 			VexApplicationEnd::AwaitRewrites(false);
 			pApplication->Finalize();
 		}
+		// Those that came meanwhile have no further effect.
+		while (const int nSignal = VexSignalEnd::TakeNext())
+			TraceSignal(nSignal);
 		// A thread that has called abort() may hold a use of the server for ever.
 		if (bAborted)
 			pApplication->StopTraceServerWithin(nAbortUserWaitMs);

@@ -27,13 +27,13 @@ namespace
 typedef long long Nanoseconds;
 
 const Nanoseconds nMs = 1000000;
-const Nanoseconds nLockWait = 5 * nMs;           // the end thread waits that long before the main thread is let on
-const Nanoseconds nSleepWait = 100 * nMs;        // the same while it waits for something else than a lock
-const Nanoseconds nAbortWait = 2000 * nMs;       // the same for the first slice of a thread that may be in abort()
-const Nanoseconds nSlice = 1 * nMs;              // of processor time
-const Nanoseconds nTick = nMs / 5;               // a slice is looked at that often
-const int nMaxCallNaps = 100;                    // of 0.1 ms; a main thread that blocks signals never comes
-const int nMaxTicks = 25;                        // of a slice, also if the thread gets no processor time
+const Nanoseconds nLockWait = 5 * nMs;        // the end thread waits that long before the main thread is let on
+const Nanoseconds nSleepWait = 100 * nMs;     // the same while it waits for something else than a lock
+const Nanoseconds nAbortWait = 2000 * nMs;    // the same for the first slice of a thread that may be in abort()
+const Nanoseconds nSlice = 1 * nMs;           // of processor time
+const Nanoseconds nTick = nMs / 5;            // a slice is looked at that often
+const int nMaxCallNaps = 100;                 // of 0.1 ms; a main thread that blocks signals never comes
+const int nMaxTicks = 25;                     // of a slice, also if the thread gets no processor time
 const Nanoseconds nRealProgress = nAbortWait / 100;    // less processor time in nAbortWait comes of polling
 
 const int anEndSignals[] = { SIGINT, SIGTERM, SIGABRT };
@@ -72,16 +72,16 @@ std::atomic<bool> bTimers{ false };
 timer_t aoTimers[nEndSignals];    // bring the main thread back, each with the signal that it stands still for
 clockid_t nEndThreadClock;
 
-std::atomic<int> nTakingUp{ 0 };       // the signal that the end thread works on
+std::atomic<int> nTakingUp{ 0 };    // the signal that the end thread works on
 std::atomic<bool> bMainStands{ false };
 std::atomic<bool> bMainCalled{ false };    // the next such signal only calls the main thread into its handler
-std::atomic<pid_t> nAwaited{ 0 };      // the thread that it waits for
-std::atomic<int> nNeedsOthers{ 0 };    // it waits for something that others must do
-std::atomic<int> nSleeps{ 0 };         // it sleeps for a fixed time
+std::atomic<pid_t> nAwaited{ 0 };          // the thread that it waits for
+std::atomic<int> nNeedsOthers{ 0 };        // it waits for something that others must do
+std::atomic<int> nSleeps{ 0 };             // it sleeps for a fixed time
 
 sem_t oHandedOver;
-std::atomic<unsigned> anHandedOver[65];    // by signal, not yet taken up
-std::atomic<unsigned> nHandedOver{ 0 };    // all that were
+std::atomic<unsigned> anHandedOver[NSIG];    // by signal, not yet taken up
+std::atomic<unsigned> nHandedOver{ 0 };      // all that were
 std::atomic<unsigned> nTakenUp{ 0 };
 std::atomic<unsigned> nWritten{ 0 };
 
@@ -317,7 +317,7 @@ void Hold(SHold& rHold, int nSignal, unsigned nTicket, bool bAbortWait)
 
 unsigned Enter(int nSignal)
 {
-	++anHandedOver[nSignal & 63];
+	++anHandedOver[nSignal];
 	const unsigned nTicket = ++nHandedOver;
 	sem_post(&oHandedOver);
 	return nTicket;
@@ -372,6 +372,21 @@ void EndAborted()
 	_exit(3);
 }
 
+}    // namespace
+
+int TakeNext()
+{
+	for (int nSignal = 1; nSignal < NSIG; ++nSignal)
+		if (anHandedOver[nSignal] != 0)
+		{
+			--anHandedOver[nSignal];
+			return nSignal;
+		}
+	return 0;
+}
+
+namespace
+{
 // Takes the signals up, one after the other.
 class CEndThread : public CVexThread
 {
@@ -399,7 +414,7 @@ public:
 			while (sem_wait(&oHandedOver) != 0)
 			{
 			}
-			const int nSignal = Next();
+			const int nSignal = TakeNext();
 			if (nSignal == 0)
 			{
 				if (m_bStop)
@@ -421,17 +436,6 @@ public:
 	}
 
 private:
-	static int Next()
-	{
-		for (int nSignal = 1; nSignal < 64; ++nSignal)
-			if (anHandedOver[nSignal] != 0)
-			{
-				--anHandedOver[nSignal];
-				return nSignal;
-			}
-		return 0;
-	}
-
 	void (*const m_pTakeUp)(int);
 	std::atomic<bool> m_bStop{ false };
 };

@@ -37,6 +37,9 @@ void AwaitTakeUp();
 
 // These are for the end thread.
 
+// A signal that was handed over and that nobody has taken yet; 0 if there is none.
+int TakeNext();
+
 // SIGABRT is taken up now; the last SIGABRT came to the main thread.
 bool IsTakingUpAbort();
 bool HasMainThreadAborted();

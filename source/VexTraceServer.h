@@ -199,7 +199,7 @@ private:
 
 	const unsigned m_nSerial;    // tells this server from earlier ones
 	std::atomic<bool> m_bLoginRequired{ false };
-	int m_nContainerUsers = 0;    // guarded by m_oLockObjectMap
+	int m_nContainerUsers = 0;               // guarded by m_oLockObjectMap
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
 };

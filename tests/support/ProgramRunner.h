@@ -5,6 +5,7 @@
 #include "TempFolder.h"
 #include "Waiting.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -71,8 +72,8 @@ public:
 			kill(m_nPid, nSignal);
 	}
 
-	// To one of its threads that do not block the signal; nWhich counts them round and round.
-	void SendSignalToThread(int nSignal, unsigned nWhich) const
+	// To one of its threads that do not block the signal; nWhich counts them round and round. Before WaitForEnd() only.
+	void SendSignalToThread(int nSignal, int nWhich) const
 	{
 		std::vector<pid_t> anThreads;
 		std::error_code oGone;
@@ -87,8 +88,9 @@ public:
 			if ((std::strtoull(sMask.c_str(), nullptr, 16) >> (nSignal - 1) & 1) == 0)
 				anThreads.push_back(std::stoi(rEntry.path().filename()));
 		}
-		if (m_bRunning && !anThreads.empty())
-			syscall(SYS_tgkill, m_nPid, anThreads[nWhich % anThreads.size()], nSignal);
+		const std::size_t nAt = static_cast<std::size_t>(nWhich) % std::max<std::size_t>(anThreads.size(), 1);
+		if (anThreads.empty() || syscall(SYS_tgkill, m_nPid, anThreads[nAt], nSignal) != 0)
+			SendSignal(nSignal);
 	}
 
 	// False if the program still runs after the limit.

@@ -9,7 +9,6 @@
 #include "VexTraceServerStd.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/syscall.h>
@@ -27,18 +26,19 @@
 #include <fstream>
 #include <iostream>
 #include <locale>
-#include <memory>
 #include <mutex>
 #include <new>
 #include <thread>
 
 namespace
 {
-std::string sMode;
-int nTellFile = -1;
+const int nTellFile = dup(STDOUT_FILENO);
+std::FILE* const pNull = std::fopen("/dev/null", "w");
 std::atomic<bool> bRunEnds{ false }, bSaveAborts{ false }, bOwnNew{ false };
 std::atomic<long> nWorker{ 0 };    // this thread gets a signal when the application object is destroyed
 std::mutex oMutex, oNewMutex;
+void* pBlock = nullptr;
+unsigned nBlockSize = 1;
 std::vector<std::string>* pasTexts = new std::vector<std::string>(100);
 
 void Tell(const char* szLine)
@@ -52,13 +52,18 @@ void Trace()
 	CVexTrace::m_oGlobalTrace.AddMsg(CVexTraceMsg::eInfo, "a line of the program");
 }
 
+void GetName()
+{
+	CVexBaseApplication::GetApplication()->GetApplName();
+}
+
 void UseTimes()
 {
 	const std::time_t nNow = std::time(nullptr);
-	std::tm oTime = *std::localtime(&nNow);
+	std::tm oTime;
 	localtime_r(&nNow, &oTime);
 	gmtime_r(&nNow, &oTime);
-	std::mktime(&oTime);
+	std::mktime(std::localtime(&nNow));
 }
 
 void FormatTime()
@@ -68,27 +73,60 @@ void FormatTime()
 	std::strftime(szText, sizeof szText, "%A %d %B %Y %H:%M:%S %Z %c", &oTime);
 }
 
-void Reallocate()
-{
-	static void* pBlock = nullptr;
-	static unsigned nSize = 1;
-	pBlock = std::realloc(pBlock, nSize = nSize * 7 % 99991);
-}
-
 void Sort()
 {
-	int anNumbers[2000];
-	std::generate(std::begin(anNumbers), std::end(anNumbers), std::rand);
+	static int anNumbers[2000];
 	const auto Compare = [](const void* p1, const void* p2) { return std::memcmp(p1, p2, sizeof(int)); };
-	std::qsort(anNumbers, std::size(anNumbers), sizeof anNumbers[0], Compare);
+	std::qsort(anNumbers, std::size(anNumbers), sizeof(int), Compare);
 }
 
-void GetName()
+void Throw()
 {
-	CVexBaseApplication::GetApplication()->GetApplName();
+	try
+	{
+		throw 1;
+	}
+	catch (int)
+	{
+	}
 }
 
-// Each save writes one text into all options, and each another one.
+void Spin(int nTurns)
+{
+	for (volatile int i = 0; i < nTurns; i = i + 1)
+		continue;
+}
+
+void HoldMutex()
+{
+	oMutex.lock(), Spin(50000);
+	oMutex.unlock(), Spin(5000);
+}
+
+void Execute()
+{
+	const pid_t nChild = fork();
+	if (nChild == 0)
+		_exit(execl("/bin/true", "true", nullptr));
+	waitpid(nChild, nullptr, 0);
+}
+
+void UseTexts()
+{
+	for (std::string& rsText : *pasTexts)
+		rsText.assign(rsText.size() % 100 + 1, 'x');
+}
+
+void FreeTwice()
+{
+	void* volatile pTwice = std::malloc(3000);
+	void* volatile pNext = std::malloc(3000);
+	std::free(pTwice);
+	std::free(pTwice);
+	std::free(pNext);
+}
+
+// Each save writes one text into all options, and each another one of another length.
 struct CSettings : CVexIniFile
 {
 	CSettings() : CVexIniFile("Stress.ini", eRelativeToPWD) {}
@@ -96,8 +134,9 @@ struct CSettings : CVexIniFile
 	void DoOptionExchange(CVexIniOptionExchange* pExchange) override
 	{
 		static std::atomic<int> nSave{ 0 };
-		std::string sText(40, static_cast<char>('a' + nSave++ % 26));
-		for (int i = 0; i < 200; ++i)
+		const int nText = nSave++ % 26;
+		std::string sText(static_cast<std::size_t>(60 - nText), static_cast<char>('a' + nText));
+		for (int i = 0; i < 2000; ++i)
 			IOX_Std<std::string>(pExchange, "Stress", ("Option" + std::to_string(i)).c_str(), sText, "");
 	}
 };
@@ -109,25 +148,32 @@ void SaveIni()
 
 struct CAbortingScheduler : CVexScheduler
 {
-	using CVexScheduler::CVexScheduler;
+	explicit CAbortingScheduler(const CVexScheduleInfo& rInfo) : CVexScheduler(rInfo)
+	{
+		m_pScheduleThread->AddItem(nullptr);
+	}
 	void SignalIndication() override { std::abort(); }
 };
+
+CVexScheduler* pScheduler = nullptr;
 
 void AbortInIndication()
 {
 	const CVexTimeDiff oSecond(100000000LL), oDay(86400000LL * 100000);    // in ticks of 10 ns
 	const CVexLocalTime oStart = CVexLocalTime::CurrentLocalTime() + oSecond;
-	new CAbortingScheduler(CVexScheduleInfo(oStart, 1000, oSecond, 127, 0, oDay));
+	pScheduler = new CAbortingScheduler(CVexScheduleInfo(oStart, 1000, oSecond, 127, 0, oDay));
 	pause();
+}
+
+// Its thread stands still in abort().
+void DeleteScheduler()
+{
+	delete pScheduler;
 }
 
 struct CAbortingServer : CVexTraceServerStd
 {
-	CAbortingServer() : CVexTraceServerStd(CVexProcess::GetCurrentProgDir().c_str(), nullptr)
-	{
-		ReadOptionsFromIniFile();
-		SetActiveServer(this);
-	}
+	using CVexTraceServerStd::CVexTraceServerStd;
 	~CAbortingServer() override { StopServer(); }
 
 	bool SaveMsg(const CVexTraceMsg& oMsg, const char* szObject) override
@@ -135,14 +181,6 @@ struct CAbortingServer : CVexTraceServerStd
 		return bSaveAborts.exchange(false) ? std::abort(), false : CVexTraceServerStd::SaveMsg(oMsg, szObject);
 	}
 };
-
-void FreeTwice()
-{
-	void* volatile pBlock = std::malloc(3000), * volatile pNext = std::malloc(3000);
-	std::free(pBlock);
-	std::free(pBlock);
-	std::free(pNext);
-}
 
 void AllocateOnAWorker()
 {
@@ -166,63 +204,6 @@ bool HasPendingSignal(long nThread)
 	return oStatus >> sWord && sWord.find_first_not_of('0') != std::string::npos;
 }
 
-void Spin(int nTurns)
-{
-	for (volatile int i = 0; i < nTurns; i = i + 1)
-		continue;
-}
-
-void HoldMutex()
-{
-	const std::unique_lock<std::mutex> oLock(oMutex);
-	Spin(50000);
-}
-
-void Execute()
-{
-	const pid_t nChild = fork();
-	if (nChild == 0)
-		_exit(execl("/bin/true", "true", nullptr));
-	waitpid(nChild, nullptr, 0);
-}
-
-void LookUp()
-{
-	getpwnam("root");
-	getgrgid(0);
-	for (const auto& rEntry : std::filesystem::directory_iterator("/"))
-		rEntry.is_directory();
-}
-
-void Throw()
-{
-	try
-	{
-		throw 1;
-	}
-	catch (int)
-	{
-	}
-}
-
-void WriteFile()
-{
-	static std::FILE* const pFile = std::fopen("/dev/null", "w");
-	std::fwrite("text", 1, 4, pFile);
-}
-
-void UseTexts()
-{
-	for (std::string& rsText : *pasTexts)
-		rsText.assign(rsText.size() % 100 + 1, 'x');
-}
-
-void DeleteTexts()
-{
-	delete std::exchange(pasTexts, nullptr);
-	usleep(50000);
-}
-
 const struct SMode
 {
 	const char* szName;
@@ -231,7 +212,7 @@ const struct SMode
 } aModes[] = {
 	{ "trace", Trace },    // on three more threads too
 	{ "strftime", FormatTime },
-	{ "realloc", Reallocate },
+	{ "realloc", [] { pBlock = std::realloc(pBlock, nBlockSize = nBlockSize * 7 % 99991); } },
 	{ "qsort", [] { Sort(), Trace(); } },
 	{ "time_trace", [] { UseTimes(), Trace(); } },
 	{ "time", UseTimes },
@@ -243,21 +224,21 @@ const struct SMode
 	{ "ini_finalize", SaveIni, SaveIni },
 	{ "abort_finalize", [] { pause(); }, std::abort },
 	{ "throw_finalize", [] { pause(); }, [] { throw 1; } },
-	{ "abort_indication", AbortInIndication },
+	{ "abort_indication", AbortInIndication, DeleteScheduler },
 	{ "abort_savemsg", [] { bSaveAborts = true, Trace(), pause(); } },
 	{ "double_free", FreeTwice },
 	{ "destroy", AllocateOnAWorker },
 	{ "locale", [] { std::locale(); }, [] { std::locale(); } },
 	{ "getpwuid", [] { getpwuid(0); }, [] { getpwuid(0); } },
-	{ "mutex", [] { HoldMutex(), Spin(5000); }, HoldMutex },
+	{ "mutex", HoldMutex, [] { oMutex.lock(), oMutex.unlock(); } },
 	{ "own_new", [] { delete new int; } },
 	{ "fork_exec", Execute },
 	{ "dlopen", [] { dlclose(dlopen("libresolv.so.2", RTLD_NOW)); } },
-	{ "lookup", LookUp },
+	{ "lookup", [] { getpwnam("root"), getgrgid(0), (void)std::filesystem::is_empty("/"); } },
 	{ "threads", [] { std::thread([] {}).join(); } },
 	{ "exceptions", Throw },
-	{ "fwrite", WriteFile },
-	{ "delete", UseTexts, DeleteTexts },
+	{ "fwrite", [] { std::fwrite("text", 1, 4, pNull); } },
+	{ "delete", UseTexts, [] { delete std::exchange(pasTexts, nullptr), usleep(50000); } },
 };
 
 class CStressProgram : public CVexConApplication
@@ -265,9 +246,9 @@ class CStressProgram : public CVexConApplication
 public:
 	explicit CStressProgram(const SMode& rMode) : CVexConApplication(nullptr, nullptr, nullptr), m_rMode(rMode)
 	{
-		const auto pHandler = signal(SIGTERM, SIG_DFL);
-		signal(SIGTERM, pHandler);
-		signal(SIGUSR1, pHandler);
+		struct sigaction oAction;
+		sigaction(SIGTERM, nullptr, &oAction);
+		sigaction(SIGUSR1, &oAction, nullptr);
 	}
 
 	~CStressProgram() override
@@ -281,14 +262,8 @@ public:
 	bool Initialize() override
 	{
 		SaveIni();
-		for (int i = 0; i < 3 && sMode == "trace"; ++i)
-			std::thread(
-				[]
-				{
-					for (;;)
-						Trace();
-				})
-				.detach();
+		for (int i = 0; i < 3 && m_rMode.pRun == Trace; ++i)
+			std::thread([this] { Run(); }).detach();
 		return true;
 	}
 
@@ -311,40 +286,55 @@ private:
 };
 }    // namespace
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)    // they replace these themselves
+#if defined(__SANITIZE_THREAD__)
+// The program may end between the making and the joining of a thread.
+extern "C" const char* __tsan_default_options()
+{
+	return "report_thread_leaks=0";
+}
+#elif !defined(__SANITIZE_ADDRESS__)    // the sanitizers replace these themselves
+static std::unique_lock<std::mutex> LockNew()
+{
+	return bOwnNew ? std::unique_lock<std::mutex>(oNewMutex) : std::unique_lock<std::mutex>();
+}
+
 void* operator new(std::size_t nSize)
 {
-	const auto oLock = bOwnNew ? std::unique_lock<std::mutex>(oNewMutex) : std::unique_lock<std::mutex>();
-	void* pBlock = std::malloc(nSize);
-	return pBlock ? pBlock : throw std::bad_alloc();
+	const auto oLock = LockNew();
+	void* p = std::malloc(nSize);
+	return p ? p : throw std::bad_alloc();
 }
 
-void operator delete(void* pBlock) noexcept
+void operator delete(void* p) noexcept
 {
-	const auto oLock = bOwnNew ? std::unique_lock<std::mutex>(oNewMutex) : std::unique_lock<std::mutex>();
-	std::free(pBlock);
+	const auto oLock = LockNew();
+	std::free(p);
 }
 
-void operator delete(void* pBlock, std::size_t) noexcept
+void operator delete(void* p, std::size_t) noexcept
 {
-	operator delete(pBlock);
+	operator delete(p);
 }
 #endif
 
 int main(int nArgc, char** ppszArgv)
 {
-	sMode = nArgc > 1 ? ppszArgv[1] : "";
-	const auto pMode = std::find_if(std::begin(aModes), std::end(aModes), [](auto& r) { return r.szName == sMode; });
+	const std::string sMode = nArgc > 1 ? ppszArgv[1] : "";
+	const auto pMode = std::find_if(std::begin(aModes), std::end(aModes), [&](auto& r) { return r.szName == sMode; });
 	if (pMode == std::end(aModes))
 		return 9;
-	nTellFile = dup(STDOUT_FILENO);
-	const int nNull = open("/dev/null", O_WRONLY);
-	dup2(nNull, STDOUT_FILENO);
-	dup2(sMode == "stderr" ? nNull : STDERR_FILENO, STDERR_FILENO);
+	dup2(fileno(pNull), STDOUT_FILENO);
+	if (sMode == "stderr")
+		dup2(fileno(pNull), STDERR_FILENO);
 	CVexTraceServer::m_oSettings.m_bConsoleOuput = sMode == "stderr";
 	bOwnNew = sMode == "own_new";
 	if (sMode == "locale")    // only copies of a locale that is not the classic one take a lock
 		std::locale::global(std::locale(std::locale(), new std::numpunct<char>));
-	static const std::unique_ptr<CVexTraceServer> poServer(sMode == "abort_savemsg" ? new CAbortingServer : nullptr);
+	if (sMode == "abort_savemsg")
+	{
+		static CAbortingServer oServer(CVexProcess::GetCurrentProgDir().c_str(), nullptr);
+		oServer.ReadOptionsFromIniFile();
+		CVexTraceServer::SetActiveServer(&oServer);
+	}
 	return CStressProgram(*pMode).Start(nArgc, ppszArgv) ? 0 : 1;
 }
