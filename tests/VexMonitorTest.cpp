@@ -89,6 +89,7 @@ TEST(VexMonitor, WhatIsWrongIsToldInOneLine)
 		{ 1, {}, "wrong user name" },    // the number of the login's confirmation
 		{ 2, {}, "wrong password" },
 		{ 3, {}, "wrong user name and password" },
+		{ 7, {}, "wrong user name and password" },    // undefined: no login
 		{ 0, { "-watch", "CNone" }, "unknown class CNone" },
 		{ 0, { "-object", "6" }, "unknown object 6" },
 		{ 0, { "-host", "unknown.invalid", "-port", "7" }, "cannot connect to unknown.invalid:7: unknown host" },

@@ -88,23 +88,24 @@ CMonitorConnection::EResult CMonitorConnection::Connect(
 	CVexPassword oPassword(true);
 	std::string sPassword = oOptions.m_sPassword;
 	oPassword.SetPassword(sPassword);
-	m_eLoginRetCode = eLoginOK;    // until the program says something else
-	if (LoginConnected(oOptions.m_sUser, oPassword))
-		return eLoggedIn;
+	if (ExecuteLogin(oOptions.m_sUser, oPassword) != eOK)
+	{
+		rsProblem = sPeer + " does not answer the login";
+		return rbStop ? eStopped : eNotReached;
+	}
 	switch (m_eLoginRetCode.load())
 	{
+	case eLoginOK:
+		return eLoggedIn;
 	case eUsernameInvalid:
 		rsProblem = "wrong user name";
 		return eRejected;
 	case ePasswordInvalid:
 		rsProblem = "wrong password";
 		return eRejected;
-	case eLoginFailed:
+	default:
 		rsProblem = "wrong user name and password";
 		return eRejected;
-	default:
-		rsProblem = sPeer + " does not answer the login";
-		return rbStop ? eStopped : eNotReached;
 	}
 }
 
