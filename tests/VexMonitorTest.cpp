@@ -132,6 +132,15 @@ TEST(VexMonitor, ShowsInfoAndListAndEnds)
 		EXPECT_NE(oRun.m_oServer.Received().find(Item("monitorix") + Item(szPassword)), std::string::npos);
 		EXPECT_EQ(oRun.m_oServer.Received().find(sStartRequest), std::string::npos);
 	}
+	// Without standard descriptors: the connection had the number of one, and the answer went there.
+	SMonitored oClosed({ "-info" }, S::Confirm, -1, sRun + " <&- >&- 2>&-");
+	EXPECT_EQ(oClosed.m_oMonitor.EndStatus(), 0);
+	EXPECT_EQ(oClosed.m_oServer.Received().find("Program started"), std::string::npos);
+	SMonitored oFull({}, S::Confirm, -1, sRun + " >/dev/full");
+	oFull.m_oServer.WaitForBytes(sStartRequest);
+	oFull.m_oServer.Send(TraceFrame(5, 4, "text"));
+	EXPECT_EQ(oFull.m_oMonitor.EndStatus(), 1);
+	EXPECT_EQ(oFull.m_oMonitor.ErrorOutput(), "vexmonitor: cannot write to standard output\n");
 }
 
 TEST(VexMonitor, AsksForTheLevelsOfClassesAndOfTheirObjects)
@@ -161,7 +170,8 @@ TEST(VexMonitor, LinesAreConfirmedAndShownSoThatTheyCannotSteerTheTerminal)
 	const std::string sTime = "24.12.2009 18:05:03.042 ";
 	const std::string sText = "INFO CClass \x1b]0;x\x07 \x9bm\x7f\n\tL\xF6we \"\\";
 	const std::string sShown = "INFO Name/CClass \\x1b]0;x\\x07 \\x9bm\\x7f\\x0a\tL";
-	const std::string sOthers = sTime + "INFO Later/My Class one\n" + sTime + "INFO C two\nfree text\n";
+	const std::string sLater = sTime + "INFO Later/My Class ";
+	const std::string sOthers = sLater + "one\n" + sTime + "INFO C two\n" + sLater + "gone\nfree text\n";
 	const std::string sJson = "{\"time\":\"2009-12-24T18:05:03.042Z\",\"level\":\"INFO\",\"object\":";
 	const std::string sJsonEnd = ",\"host\":\"127.0.0.1\"}\n";
 	const std::tuple<Args, const char*, std::string> aCases[] = {
@@ -186,7 +196,8 @@ TEST(VexMonitor, LinesAreConfirmedAndShownSoThatTheyCannotSteerTheTerminal)
 		SMonitored oRun(asArgs, oAnswer);
 		ASSERT_TRUE(oRun.m_oServer.WaitForBytes(sStartRequest));
 		oRun.m_oServer.Send(TraceFrame(5, 4, sTime + sText) + TraceFrame(6, 4, sTime + "INFO My Class one") +
-			TraceFrame(7, 4, sTime + "INFO C two") + TraceFrame(6, 1, "free text") + TraceFrame(-1, 1, ""));
+			TraceFrame(7, 4, sTime + "INFO C two") + TraceFrame(6, 4, sTime + "INFO  gone") +
+			TraceFrame(-1, 1, "free text"));
 		// Each name is asked for once, while the object is sure to exist.
 		EXPECT_TRUE(oRun.m_oServer.WaitForBytes(ConfirmationOfLine(5) + Request(9, Word(6)) + ConfirmationOfLine(6) +
 			Request(9, Word(7)) + ConfirmationOfLine(7) + ConfirmationOfLine(6) + ConfirmationOfLine(-1)));
@@ -286,28 +297,55 @@ TEST(VexMonitor, AsksForThePasswordWithoutEchoOnATerminal)
 {
 	CPseudoTerminal oTerminal;
 	S oServer;
-	SMonitor oMonitor(WithPort(oServer.Port(), { "-info" }), oTerminal.m_nLine);
+	SMonitor oMonitor(WithPort(oServer.Port(), {}), oTerminal.m_nLine);
 	ASSERT_TRUE(oMonitor.WaitForError("Password of monitorix: "));
 	ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
 	EXPECT_EQ(write(oTerminal.m_nDevice, "x\n", 2), 2);
-	EXPECT_EQ(oMonitor.EndStatus(), 0);
-	EXPECT_NE(oServer.Received().find(Item("monitorix") + Item("01")), std::string::npos);
+	EXPECT_TRUE(oServer.WaitForBytes(Item("monitorix") + Item("01")));
 	EXPECT_TRUE(oTerminal.Echo());
 	EXPECT_FALSE(HasInput(oTerminal.m_nDevice, 0));    // nothing was shown
+	EXPECT_EQ(oMonitor.EndStatus(SIGTERM), 0);
 
-	SMonitor oInterrupted({}, oTerminal.m_nLine);
+	SMonitor oNoAnswer({}, oTerminal.m_nLine);
 	ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
-	EXPECT_EQ(oInterrupted.EndStatus(SIGINT), 0);
-	EXPECT_TRUE(oTerminal.Echo());
+	EXPECT_EQ(write(oTerminal.m_nDevice, "\x04", 1), 1);    // Ctrl-D
+	EXPECT_EQ(oNoAnswer.EndStatus(), 1);
+
+	setenv("LC_ALL", "C.UTF-8", 1);
+	const std::string sPrompt = "Password of J\xC3\xB6rg: ";
+	for (const int nSignal : { SIGINT, SIGQUIT, SIGHUP })
+	{
+		SMonitor oInterrupted({ "-user", "J\xC3\xB6rg" }, oTerminal.m_nLine, "ulimit -c 0; " + sRun);
+		ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
+		oInterrupted.SendSignal(SIGTSTP);
+		EXPECT_TRUE(oInterrupted.WaitForError(sPrompt + '\n'));
+		// Again and again: the program may stand still a moment later only.
+		const std::string sAgain = sPrompt + '\n' + sPrompt;
+		EXPECT_TRUE(ComesTrue(
+			[&]
+			{
+				oInterrupted.SendSignal(SIGCONT);
+				return oInterrupted.ErrorOutput() == sAgain;
+			}));
+		EXPECT_FALSE(oTerminal.Echo());
+		EXPECT_EQ(oInterrupted.EndStatus(nSignal), nSignal == SIGINT ? 0 : -nSignal);
+		EXPECT_TRUE(oTerminal.Echo());
+		EXPECT_EQ(oInterrupted.ErrorOutput(), sAgain + '\n');
+	}
 }
 
 TEST(VexMonitor, AServerThatNeverAnswersDoesNotKeepItFromEnding)
 {
-	SMonitored oRun({}, [](const std::string&) { return std::string(); });
+	CPseudoTerminal oTerminal;
+	const S::Script oSilence = [](const std::string&) { return std::string(); };
+	SMonitored oRun({ "-password", "x" }, oSilence, oTerminal.m_nLine, sRun + " 2>&0");
 	ASSERT_TRUE(oRun.m_oServer.WaitForBytes("monitorix"));
 	const auto oBegin = std::chrono::steady_clock::now();
 	EXPECT_EQ(oRun.m_oMonitor.EndStatus(SIGINT), 0);
 	EXPECT_LT(std::chrono::steady_clock::now() - oBegin, std::chrono::seconds(9));    // of 10 for the answer
+	char szShown[9] = "";
+	EXPECT_EQ(HasInput(oTerminal.m_nDevice, 0) ? read(oTerminal.m_nDevice, szShown, 8) : 0, 2);
+	EXPECT_STREQ(szShown, "\r\n");    // ends the line in which the terminal has shown ^C
 }
 
 TEST(VexMonitor, RaisesAClassOfARunningProgramAndLetsItFallBack)
@@ -324,5 +362,9 @@ TEST(VexMonitor, RaisesAClassOfARunningProgramAndLetsItFallBack)
 	EXPECT_EQ(oMonitor.EndStatus(SIGINT), 0);
 	EXPECT_TRUE(oRun.m_oProgram.WaitForOutput("fell back\n"));
 	EXPECT_EQ(oRun.Log().find("vexmonitor"), std::string::npos);    // it has no log file
+	EXPECT_EQ(oRun.m_oProgram.EndStatus(SIGTERM), 0);
+	CProgramRunner oAlone(oRun.m_oFolder.Path("vexmonitor"));
+	oAlone.Start({ "-port", std::to_string(nPort) });
+	EXPECT_EQ(oAlone.EndStatus(), 1);    // it has not connected to itself
 }
 }    // namespace
