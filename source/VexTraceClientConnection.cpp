@@ -174,7 +174,7 @@ bool CVexTraceClientConnection::LoginReq(
 {
 	return PrepareLogin() &&
 		m_oServer.ConnectToServer(szAddress, nPort, static_cast<int>(m_nTimeout.load())) == CVexTCPIPBase::eOK &&
-		LoginConnected(sUser, oPassword);
+		ExecuteLogin(sUser, oPassword) == eOK && m_eLoginRetCode == eLoginOK;
 }
 
 // A read thread that still waits for the rest of a frame would take the bytes of the next connection for it.
@@ -183,12 +183,15 @@ bool CVexTraceClientConnection::PrepareLogin()
 	return !IsConnected() && m_poReadThread->WaitForRest(m_nTimeout);
 }
 
-bool CVexTraceClientConnection::LoginConnected(const std::string& sUser, const CVexPassword& oPassword)
+CVexTraceClientConnection::EErrorCode CVexTraceClientConnection::ExecuteLogin(
+	const std::string& sUser, const CVexPassword& oPassword)
 {
+	// An undefined code leaves it as it is, and is no login.
+	m_eLoginRetCode = eLoginFailed;
 	m_poReadThread->Wake();
 	CVexTraceTCPIPMsg oMsg;
 	oMsg.CreateMsg(sUser, VexToString(oPassword));
-	return ExecuteReq(oMsg) == eOK && m_eLoginRetCode == eLoginOK;
+	return ExecuteReq(oMsg);
 }
 
 void CVexTraceClientConnection::EndReading()
@@ -286,14 +289,9 @@ bool CVexTraceClientConnection::NameIDReq(int nID, std::string& sName)
 // The late confirmation of an earlier request signals the event too, but does not answer this one.
 CVexTraceClientConnection::EErrorCode CVexTraceClientConnection::ExecuteReq(const CVexTraceTCPIPMsg& oMsg)
 {
-	const std::string sFrame = oMsg.GetMessage();
 	m_oConfEvent.Reset();
 	m_nAwaited = oMsg.GetCommand() + nRequestToConfirmation;
-	CVexTCPIPBase::ERetCode eSent = CVexTCPIPBase::eOK;
-	{
-		CVexMutexLock oLock(m_oSendMutex);
-		eSent = m_oServer.DataReq(sFrame.data(), static_cast<int>(sFrame.size()), 0);
-	}
+	const CVexTCPIPBase::ERetCode eSent = Send(oMsg);
 	if (eSent != CVexTCPIPBase::eOK)
 		return eSent == CVexTCPIPBase::eTimeout ? eTimeout : eError;
 	const CDeadline oDeadline(m_nTimeout);
@@ -301,6 +299,13 @@ CVexTraceClientConnection::EErrorCode CVexTraceClientConnection::ExecuteReq(cons
 	{
 	}
 	return m_nAwaited.exchange(-1) == 0 ? eOK : eTimeout;
+}
+
+CVexTCPIPBase::ERetCode CVexTraceClientConnection::Send(const CVexTraceTCPIPMsg& oMsg)
+{
+	const std::string sFrame = oMsg.GetMessage();
+	CVexMutexLock oLock(m_oSendMutex);
+	return m_oServer.DataReq(sFrame.data(), static_cast<int>(sFrame.size()), 0);
 }
 
 void CVexTraceClientConnection::LoginCnf(int nCode)
@@ -374,9 +379,7 @@ void CVexTraceClientConnection::TraceResp(int nID)
 {
 	CVexTraceTCPIPMsg oMsg;
 	oMsg.CreateMsg(CVexTraceTCPIPMsg::TRACE_CNF, nID);
-	const std::string sFrame = oMsg.GetMessage();
-	CVexMutexLock oLock(m_oSendMutex);
-	m_oServer.DataReq(sFrame.data(), static_cast<int>(sFrame.size()), 0);
+	Send(oMsg);
 }
 
 CVexTCPIPBase::ERetCode CVexTraceClientConnection::ReadMessage()

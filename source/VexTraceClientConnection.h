@@ -112,9 +112,13 @@ protected:
 	void EndReading();
 
 	// LoginReq() in two halves, for deriving classes that connect m_oServer in their own way: the first one before, the
-	// second one once it is connected. The first one answers false while an earlier connection is being read.
+	// second one once it is connected. The first one answers false while an earlier connection is being read. eOK of the
+	// second one: the program has answered, and m_eLoginRetCode is its answer.
 	bool PrepareLogin();
-	bool LoginConnected(const std::string& sUser, const CVexPassword& oPassword);
+	EErrorCode ExecuteLogin(const std::string& sUser, const CVexPassword& oPassword);
+
+	// Sends a message without waiting for its confirmation. Any thread.
+	CVexTCPIPBase::ERetCode Send(const CVexTraceTCPIPMsg& oMsg);
 
 	// Reads one message and handles it. eOK: one frame, or bytes that begin none, have been taken; eTimeout: nothing
 	// has come, or only a part, which is dropped; eNotConnected: nothing more will come.

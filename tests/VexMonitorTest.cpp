@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+
+#include <algorithm>
+#include <future>
 #include <tuple>
 
 namespace
@@ -13,10 +17,14 @@ namespace
 typedef std::vector<std::string> Args;
 typedef CScriptedTraceServer S;
 
+const std::string sRun = "exec \"$0\" \"$@\"";
+
+// Started by a line of the shell.
 struct SMonitor : CProgramRunner
 {
-	explicit SMonitor(const Args& asArgs, int nStdin = -1) : CProgramRunner(VEX_TOOL_DIR "/vexmonitor")
+	explicit SMonitor(Args asArgs, int nStdin = -1, const std::string& sLine = sRun) : CProgramRunner("/bin/sh")
 	{
+		asArgs.insert(asArgs.begin(), { "-c", sLine, VEX_TOOL_DIR "/vexmonitor" });
 		Start(asArgs, "", nStdin);
 	}
 
@@ -36,8 +44,9 @@ Args WithPort(unsigned short nPort, Args asArgs)
 // A monitor and the server that it follows.
 struct SMonitored
 {
-	explicit SMonitored(const Args& asArgs = {}, const S::Script& oScript = S::Confirm)
-		: m_oServer(oScript), m_oMonitor(WithPort(m_oServer.Port(), asArgs))
+	explicit SMonitored(const Args& asArgs = {}, const S::Script& oScript = S::Confirm, int nStdin = -1,
+		const std::string& sLine = sRun)
+		: m_oServer(oScript), m_oMonitor(WithPort(m_oServer.Port(), asArgs), nStdin, sLine)
 	{
 	}
 	S m_oServer;
@@ -68,6 +77,7 @@ TEST(VexMonitor, UsageErrorsAreOneLineAndStatusTwo)
 		{ { "-port", "65536" }, "-port: no port number: 65536" },
 		{ { "-object", "five" }, "-object: no number: five" },
 		{ { "-watch", "CA", "-level", "LOUD" }, "unknown level LOUD" },
+		{ { "-level", "INFO", "-level", "INFO" }, "-level INFO stands behind no -watch or -object" },
 		{ { "-watch", "CA", "-level", "INFO", "-level", "INFO" }, "-level INFO stands behind no -watch or -object" },
 	};
 	for (const auto& [asArgs, sError] : aCases)
@@ -89,6 +99,7 @@ TEST(VexMonitor, WhatIsWrongIsToldInOneLine)
 		{ 1, {}, "wrong user name" },    // the number of the login's confirmation
 		{ 2, {}, "wrong password" },
 		{ 3, {}, "wrong user name and password" },
+		{ 7, {}, "wrong user name and password" },    // undefined: no login
 		{ 0, { "-watch", "CNone" }, "unknown class CNone" },
 		{ 0, { "-object", "6" }, "unknown object 6" },
 		{ 0, { "-host", "unknown.invalid", "-port", "7" }, "cannot connect to unknown.invalid:7: unknown host" },
@@ -121,6 +132,15 @@ TEST(VexMonitor, ShowsInfoAndListAndEnds)
 		EXPECT_NE(oRun.m_oServer.Received().find(Item("monitorix") + Item(szPassword)), std::string::npos);
 		EXPECT_EQ(oRun.m_oServer.Received().find(sStartRequest), std::string::npos);
 	}
+	// Without standard descriptors: the connection had the number of one, and the answer went there.
+	SMonitored oClosed({ "-info" }, S::Confirm, -1, sRun + " <&- >&- 2>&-");
+	EXPECT_EQ(oClosed.m_oMonitor.EndStatus(), 0);
+	EXPECT_EQ(oClosed.m_oServer.Received().find("Program started"), std::string::npos);
+	SMonitored oFull({}, S::Confirm, -1, sRun + " >/dev/full");
+	oFull.m_oServer.WaitForBytes(sStartRequest);
+	oFull.m_oServer.Send(TraceFrame(5, 4, "text"));
+	EXPECT_EQ(oFull.m_oMonitor.EndStatus(), 1);
+	EXPECT_EQ(oFull.m_oMonitor.ErrorOutput(), "vexmonitor: cannot write to standard output\n");
 }
 
 TEST(VexMonitor, AsksForTheLevelsOfClassesAndOfTheirObjects)
@@ -149,51 +169,122 @@ TEST(VexMonitor, LinesAreConfirmedAndShownSoThatTheyCannotSteerTheTerminal)
 {
 	const std::string sTime = "24.12.2009 18:05:03.042 ";
 	const std::string sText = "INFO CClass \x1b]0;x\x07 \x9bm\x7f\n\tL\xF6we \"\\";
-	const std::string sShown = "INFO CClass \\x1b]0;x\\x07 \\x9bm\\x7f\\x0a\tL";
+	const std::string sShown = "INFO Name/CClass \\x1b]0;x\\x07 \\x9bm\\x7f\\x0a\tL";
+	const std::string sLater = sTime + "INFO Later/My Class ";
+	const std::string sOthers = sLater + "one\n" + sTime + "INFO C two\n" + sLater + "gone\nfree text\n";
+	const std::string sJson = "{\"time\":\"2009-12-24T18:05:03.042Z\",\"level\":\"INFO\",\"object\":";
+	const std::string sJsonEnd = ",\"host\":\"127.0.0.1\"}\n";
 	const std::tuple<Args, const char*, std::string> aCases[] = {
-		{ {}, "C", sTime + sShown + "\xF6we \"\\\nfree text\n" },
-		{ {}, "C.UTF-8", sTime + sShown + "\xC3\xB6we \"\\\nfree text\n" },
+		{ {}, "C", sTime + sShown + "\xF6we \"\\\n" + sOthers },
+		{ {}, "C.UTF-8", sTime + sShown + "\xC3\xB6we \"\\\n" + sOthers },
 		{ { "-json" },
 			"C",
-			"{\"time\":\"2009-12-24T18:05:03.042Z\",\"level\":\"INFO\",\"object\":5,\"class\":\"CClass\",\"text\":"
-			"\"\\u001b]0;x\\u0007 \\u009bm\\u007f\\u000a\\u0009L\xC3\xB6we \\\"\\\\\",\"host\":\"127.0.0.1\"}\n" },
+			sJson + "5,\"name\":\"Name\",\"class\":\"CClass\",\"text\":" +
+				"\"\\u001b]0;x\\u0007 \\u009bm\\u007f\\u000a\\u0009L\xC3\xB6we \\\"\\\\\"" + sJsonEnd + sJson +
+				"6,\"name\":\"Later\",\"class\":\"My Class\",\"text\":\"one\"" + sJsonEnd + sJson +
+				"7,\"name\":\"\",\"class\":\"C\",\"text\":\"two\"" + sJsonEnd },
+	};
+	// Of the objects that are not in the list, 6 has a name, and for 7 there is no answer.
+	const S::Script oAnswer = [](const std::string& sPayload)
+	{
+		const std::string sName = Frame(Word(0x02000900) + Word(6) + Item("Later/My Class"));
+		return sPayload[1] != 9 ? S::Confirm(sPayload) : sPayload[4] == 6 ? sName : "";
 	};
 	for (const auto& [asArgs, szLocale, sOutput] : aCases)
 	{
 		setenv("LC_ALL", szLocale, 1);
-		SMonitored oRun(asArgs);
+		SMonitored oRun(asArgs, oAnswer);
 		ASSERT_TRUE(oRun.m_oServer.WaitForBytes(sStartRequest));
-		oRun.m_oServer.Send(TraceFrame(5, 4, sTime + sText) + TraceFrame(-1, 1, "free text"));
-		EXPECT_TRUE(oRun.m_oServer.WaitForBytes(ConfirmationOfLine(5) + ConfirmationOfLine(-1)));
+		oRun.m_oServer.Send(TraceFrame(5, 4, sTime + sText) + TraceFrame(6, 4, sTime + "INFO My Class one") +
+			TraceFrame(7, 4, sTime + "INFO C two") + TraceFrame(6, 4, sTime + "INFO  gone") +
+			TraceFrame(-1, 1, "free text"));
+		// Each name is asked for once, while the object is sure to exist.
+		EXPECT_TRUE(oRun.m_oServer.WaitForBytes(ConfirmationOfLine(5) + Request(9, Word(6)) + ConfirmationOfLine(6) +
+			Request(9, Word(7)) + ConfirmationOfLine(7) + ConfirmationOfLine(6) + ConfirmationOfLine(-1)));
 		EXPECT_TRUE(oRun.m_oMonitor.WaitForOutput("free text"));
 		EXPECT_EQ(oRun.m_oMonitor.Output().substr(0, sOutput.size()), sOutput);
 	}
 }
 
-TEST(VexMonitor, TextsOfAUtf8CommandLineGoOutInIso8859)
+TEST(VexMonitor, DropsLinesBeyond64MiBWhileTheOutputIsBlockedAndSaysHowMany)
+{
+	int anPipe[2] = {};
+	ASSERT_EQ(pipe2(anPipe, O_CLOEXEC), 0);
+	SMonitored oRun({}, S::Confirm, anPipe[1], sRun + " >&0 </dev/null");
+	close(anPipe[1]);
+	ASSERT_TRUE(oRun.m_oServer.WaitForBytes(sStartRequest));
+	const int nLines = 80;
+	const std::string sLine(1024 * 1024, 'x');
+	const std::size_t nExpected = oRun.m_oServer.Received().size() + nLines * ConfirmationOfLine(5).size();
+	for (int i = 0; i < nLines; ++i)
+		oRun.m_oServer.Send(TraceFrame(5, 4, sLine));
+	EXPECT_TRUE(ComesTrue([&] { return oRun.m_oServer.Received().size() == nExpected; }));
+
+	auto oShown = std::async(std::launch::async,
+		[&]
+		{
+			std::string sOutput;
+			for (std::string sMore(65536, ' '); const ssize_t n = read(anPipe[0], sMore.data(), sMore.size());)
+				sOutput.append(sMore, 0, static_cast<std::size_t>(n));
+			return static_cast<int>(std::count(sOutput.begin(), sOutput.end(), '\n'));
+		});
+	oRun.m_oServer.Hangup();
+	EXPECT_TRUE(oRun.m_oMonitor.WaitForError("lost the connection"));
+	EXPECT_EQ(oRun.m_oMonitor.EndStatus(SIGTERM), 0);
+	const int nShown = oShown.get();
+	close(anPipe[0]);
+	EXPECT_NEAR(nShown, 64, 4);
+	const std::string sDropped =
+		"vexmonitor: " + std::to_string(nLines - nShown) + " lines dropped: the output is too slow\n";
+	EXPECT_EQ(oRun.m_oMonitor.ErrorOutput().substr(0, sDropped.size()), sDropped);
+}
+
+TEST(VexMonitor, TextsOfAUtf8CommandLineGoOutInIso8859AndAreShownAsTyped)
 {
 	setenv("LC_ALL", "C.UTF-8", 1);
-	const std::string sNoSuchText = "C\xE2\x82\xAC";    // there is no euro: it goes as it is
-	SMonitored oRun({ "-user", "J\xC3\xB6rg", "-watch", "*", "-watch", sNoSuchText });
-	EXPECT_TRUE(oRun.m_oServer.WaitForBytes(Item("J\xF6rg")));
-	EXPECT_TRUE(oRun.m_oServer.WaitForBytes(Item(sNoSuchText)));
+	const std::pair<std::string, std::string> aClasses[] = {
+		{ "L\xC3\xB6we", "L\xF6we" }, { "C\xE2\x82\xAC", "C\xE2\x82\xAC" },    // there is no euro: it goes as it is
+	};
+	for (const auto& [sTyped, sSent] : aClasses)
+	{
+		SMonitored oRun({ "-user", "J\xC3\xB6rg", "-watch", "*", "-watch", sTyped });
+		EXPECT_TRUE(oRun.m_oServer.WaitForBytes(Item("J\xF6rg")));
+		EXPECT_TRUE(oRun.m_oServer.WaitForBytes(Item(sSent)));
+		EXPECT_EQ(oRun.m_oMonitor.EndStatus(), 1);
+		EXPECT_EQ(oRun.m_oMonitor.ErrorOutput(), "vexmonitor: unknown class " + sTyped + "\n");
+	}
+	// A host name that begins with a digit, in a file of hosts of its own.
+	CTempFolder oFolder;
+	oFolder.WriteFile("hosts", "127.0.0.1 1l\xC3\xB6we\n");
+	setenv("HOSTS", oFolder.Path("hosts").c_str(), 1);
+	const std::string sMount = "exec unshare -rm sh -c 'mount --bind \"$HOSTS\" /etc/hosts && " + sRun + "' ";
+	if (std::system((sMount + "true").c_str()) != 0)
+		GTEST_SKIP() << "mounting is not allowed";
+	SMonitored oRun({ "-host", "1l\xC3\xB6we", "-info", "-json" }, S::Confirm, -1, sMount + "\"$0\" \"$@\"");
+	EXPECT_EQ(oRun.m_oMonitor.EndStatus(), 0) << oRun.m_oMonitor.ErrorOutput();
+	EXPECT_EQ(oRun.m_oMonitor.Output(), "{\"info\":\"Program started at 24.12.2009\",\"host\":\"1l\xC3\xB6we\"}\n");
 }
 
 TEST(VexMonitor, FollowsAgainWhenTheProgramHasRestarted)
 {
+	int nLists = 0;
 	auto poServer = std::make_unique<S>();
 	const unsigned short nPort = poServer->Port();
 	SMonitor oMonitor(WithPort(nPort, { "-object", "5" }));
 	ASSERT_TRUE(poServer->WaitForBytes(sStartRequest));
 	poServer->Send(TraceFrame(5, 1, "last words"));
 	ASSERT_TRUE(poServer->WaitForBytes(ConfirmationOfLine(5)));
+	const auto oLost = std::chrono::steady_clock::now();
 	poServer.reset();
 	const std::string sPeer = "127.0.0.1:" + std::to_string(nPort);
 	EXPECT_TRUE(oMonitor.WaitForError("vexmonitor: lost the connection to " + sPeer + "; next try in 0.5 s\n"));
 	EXPECT_TRUE(oMonitor.WaitForError(sPeer + ": Connection refused; next try in 1 s\n"));
-	// The object has another number now.
-	const std::string sList = Frame(Word(0x02000700) + Word(1) + Word(9) + Item("Name/CClass"));
-	poServer = std::make_unique<S>(S::Answering(7, sList), nPort);
+	EXPECT_GE(std::chrono::steady_clock::now() - oLost, std::chrono::milliseconds(500));
+	// The object comes after the start, and with another number.
+	const auto List = [&]
+	{ return Word(0x02000700) + (++nLists == 1 ? Word(0) : Word(1) + Word(9) + Item("Name/CClass")); };
+	poServer = std::make_unique<S>(
+		[&](const std::string& sPayload) { return sPayload[1] == 7 ? Frame(List()) : S::Confirm(sPayload); }, nPort);
 	EXPECT_TRUE(poServer->WaitForBytes(sStartRequest));
 	EXPECT_TRUE(poServer->WaitForBytes(LevelRequest(9, 7)));
 	poServer->Send(TraceFrame(9, 1, "first words"));
@@ -206,28 +297,55 @@ TEST(VexMonitor, AsksForThePasswordWithoutEchoOnATerminal)
 {
 	CPseudoTerminal oTerminal;
 	S oServer;
-	SMonitor oMonitor(WithPort(oServer.Port(), { "-info" }), oTerminal.m_nLine);
+	SMonitor oMonitor(WithPort(oServer.Port(), {}), oTerminal.m_nLine);
 	ASSERT_TRUE(oMonitor.WaitForError("Password of monitorix: "));
 	ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
 	EXPECT_EQ(write(oTerminal.m_nDevice, "x\n", 2), 2);
-	EXPECT_EQ(oMonitor.EndStatus(), 0);
-	EXPECT_NE(oServer.Received().find(Item("monitorix") + Item("01")), std::string::npos);
+	EXPECT_TRUE(oServer.WaitForBytes(Item("monitorix") + Item("01")));
 	EXPECT_TRUE(oTerminal.Echo());
 	EXPECT_FALSE(HasInput(oTerminal.m_nDevice, 0));    // nothing was shown
+	EXPECT_EQ(oMonitor.EndStatus(SIGTERM), 0);
 
-	SMonitor oInterrupted({}, oTerminal.m_nLine);
+	SMonitor oNoAnswer({}, oTerminal.m_nLine);
 	ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
-	EXPECT_EQ(oInterrupted.EndStatus(SIGINT), 0);
-	EXPECT_TRUE(oTerminal.Echo());
+	EXPECT_EQ(write(oTerminal.m_nDevice, "\x04", 1), 1);    // Ctrl-D
+	EXPECT_EQ(oNoAnswer.EndStatus(), 1);
+
+	setenv("LC_ALL", "C.UTF-8", 1);
+	const std::string sPrompt = "Password of J\xC3\xB6rg: ";
+	for (const int nSignal : { SIGINT, SIGQUIT, SIGHUP })
+	{
+		SMonitor oInterrupted({ "-user", "J\xC3\xB6rg" }, oTerminal.m_nLine, "ulimit -c 0; " + sRun);
+		ASSERT_TRUE(ComesTrue([&] { return !oTerminal.Echo(); }));
+		oInterrupted.SendSignal(SIGTSTP);
+		EXPECT_TRUE(oInterrupted.WaitForError(sPrompt + '\n'));
+		// Again and again: the program may stand still a moment later only.
+		const std::string sAgain = sPrompt + '\n' + sPrompt;
+		EXPECT_TRUE(ComesTrue(
+			[&]
+			{
+				oInterrupted.SendSignal(SIGCONT);
+				return oInterrupted.ErrorOutput() == sAgain;
+			}));
+		EXPECT_FALSE(oTerminal.Echo());
+		EXPECT_EQ(oInterrupted.EndStatus(nSignal), nSignal == SIGINT ? 0 : -nSignal);
+		EXPECT_TRUE(oTerminal.Echo());
+		EXPECT_EQ(oInterrupted.ErrorOutput(), sAgain + '\n');
+	}
 }
 
 TEST(VexMonitor, AServerThatNeverAnswersDoesNotKeepItFromEnding)
 {
-	SMonitored oRun({}, [](const std::string&) { return std::string(); });
+	CPseudoTerminal oTerminal;
+	const S::Script oSilence = [](const std::string&) { return std::string(); };
+	SMonitored oRun({ "-password", "x" }, oSilence, oTerminal.m_nLine, sRun + " 2>&0");
 	ASSERT_TRUE(oRun.m_oServer.WaitForBytes("monitorix"));
 	const auto oBegin = std::chrono::steady_clock::now();
 	EXPECT_EQ(oRun.m_oMonitor.EndStatus(SIGINT), 0);
 	EXPECT_LT(std::chrono::steady_clock::now() - oBegin, std::chrono::seconds(9));    // of 10 for the answer
+	char szShown[9] = "";
+	EXPECT_EQ(HasInput(oTerminal.m_nDevice, 0) ? read(oTerminal.m_nDevice, szShown, 8) : 0, 2);
+	EXPECT_STREQ(szShown, "\r\n");    // ends the line in which the terminal has shown ^C
 }
 
 TEST(VexMonitor, RaisesAClassOfARunningProgramAndLetsItFallBack)
@@ -244,5 +362,9 @@ TEST(VexMonitor, RaisesAClassOfARunningProgramAndLetsItFallBack)
 	EXPECT_EQ(oMonitor.EndStatus(SIGINT), 0);
 	EXPECT_TRUE(oRun.m_oProgram.WaitForOutput("fell back\n"));
 	EXPECT_EQ(oRun.Log().find("vexmonitor"), std::string::npos);    // it has no log file
+	EXPECT_EQ(oRun.m_oProgram.EndStatus(SIGTERM), 0);
+	CProgramRunner oAlone(oRun.m_oFolder.Path("vexmonitor"));
+	oAlone.Start({ "-port", std::to_string(nPort) });
+	EXPECT_EQ(oAlone.EndStatus(), 1);    // it has not connected to itself
 }
 }    // namespace

@@ -2,16 +2,16 @@
 
 // One connection of vexmonitor to the program that it follows.
 
+#include "MonitorLines.h"
 #include "MonitorOptions.h"
 #include "VexTraceClientConnection.h"
 
 #include <atomic>
 #include <string>
-#include <vector>
 
-// Collects the lines that come; a program never waits for the terminal, only for the confirmation.
+// Hands the lines that come to their queue: a program never waits for the terminal, only for the confirmation.
 //
-// Threads: Connect() and TakeLines() on one thread.
+// Threads: Connect() and the requests on one thread.
 class CMonitorConnection : public CVexTraceClientConnection
 {
 public:
@@ -23,27 +23,24 @@ public:
 		eStopped
 	};
 
-	// The event is signalled when lines have come. It must outlive this object.
-	explicit CMonitorConnection(CVexEvent& rLinesCame);
+	// The lines stay the caller's and must outlive this object.
+	explicit CMonitorConnection(CMonitorLines& rLines);
 	~CMonitorConnection() override;
 
 	void TraceInd(const CVexTraceMsg& oMsg) override;
+	void NameIDCnf(int nID, const std::string& sName) override;
 
 	// Connects and logs in; for one call. rsProblem says why not. Ends early when rbStop is set.
 	EResult Connect(const SMonitorOptions& oOptions, const std::atomic<bool>& rbStop, std::string& rsProblem);
 
 	bool IsAlive();
 
-	// Disconnects. All lines that have come can be taken then.
+	// Disconnects. All lines that have come are in the queue then.
 	void End();
 
-	// Moves the lines that have come since the last call. The result is the number of those that were dropped because
-	// nobody took them.
-	std::size_t TakeLines(std::vector<CVexTraceMsg>& raoLines);
-
 private:
-	CVexEvent& m_rLinesCame;
-	CVexMutex m_oLinesMutex;    // guards the following two
-	std::vector<CVexTraceMsg> m_aoLines;
-	std::size_t m_nDropped = 0;
+	EResult ConnectTo(const SMonitorOptions& oOptions, const std::atomic<bool>& rbStop, std::string& rsProblem);
+	EResult LogIn(const SMonitorOptions& oOptions, const std::atomic<bool>& rbStop, std::string& rsProblem);
+
+	CMonitorLines& m_rLines;
 };

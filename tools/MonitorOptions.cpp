@@ -65,7 +65,7 @@ public:
 		if (raoWatches.empty() && (!bOtherAction || m_bDefaultGiven))
 		{
 			raoWatches.emplace_back();
-			raoWatches.back().m_sClass = "*";
+			raoWatches.back().m_sClass = raoWatches.back().m_sTypedClass = "*";
 		}
 		for (std::size_t i = m_nLevels; i < raoWatches.size(); ++i)
 			raoWatches[i].m_eLevels = m_eDefault;
@@ -87,7 +87,10 @@ private:
 		SMonitorWatch oWatch;
 		oWatch.m_bObject = sArg == "-object";
 		if (!oWatch.m_bObject)
+		{
 			oWatch.m_sClass = TextToProgram(sValue, m_bTerminalUtf8);
+			oWatch.m_sTypedClass = sValue;
+		}
 		else if (!ParseNumber(sValue, oWatch.m_nObject))
 			return "-object: no number: " + sValue;
 		raoWatches.push_back(oWatch);
@@ -142,7 +145,5 @@ std::string SMonitorOptions::Exchange(CVexCmdLineExchange* pExchange)
 		}
 	if (!sPort.empty() && (!ParseNumber(sPort, m_nPort) || m_nPort == 0))
 		return "-port: no port number: " + sPort;
-	m_sUser = TextToProgram(m_sUser, m_bTerminalUtf8);
-	m_sPassword = TextToProgram(m_sPassword, m_bTerminalUtf8);
 	return COrderedOptions(pExchange, m_bTerminalUtf8).Read(m_aoWatches, m_bInfo || m_bList);
 }

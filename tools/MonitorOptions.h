@@ -13,11 +13,13 @@ class CVexCmdLineExchange;
 struct SMonitorWatch
 {
 	bool m_bObject = false;
-	std::string m_sClass;
+	std::string m_sClass;         // as the program writes it
+	std::string m_sTypedClass;    // as the user does
 	long m_nObject = 0;
 	CVexTraceMsg::ETraceLevel m_eLevels = CVexTraceMsg::eNone;
 };
 
+// Texts are as they were typed.
 struct SMonitorOptions
 {
 	std::string m_sHost = "127.0.0.1";

@@ -2,7 +2,7 @@
 
 // What vexmonitor writes: to standard output the trace lines and answers, to standard error what goes wrong.
 
-#include "VexTraceMsg.h"
+#include "MonitorLine.h"
 
 #include <string>
 #include <utility>
@@ -13,9 +13,10 @@
 class CMonitorOutput
 {
 public:
+	// The host as it was typed.
 	CMonitorOutput(const std::string& sHost, bool bJson, bool bTerminalUtf8);
 
-	bool WriteLines(const std::vector<CVexTraceMsg>& aoLines) const;
+	bool WriteLines(const std::vector<SMonitorLine>& aoLines) const;
 	bool WriteInfo(const std::string& sInfo) const;
 	bool WriteObjects(const std::vector<std::pair<long, std::string>>& aoObjects) const;
 
@@ -26,10 +27,10 @@ public:
 	static bool Write(int nFile, const std::string& sText);
 
 private:
-	void AppendLine(std::string& rsText, const CVexTraceMsg& oLine) const;
-	void AppendJsonLine(std::string& rsText, const CVexTraceMsg& oLine) const;
+	void AppendLine(std::string& rsText, const SMonitorLine& rLine) const;
+	void AppendJsonLine(std::string& rsText, const SMonitorLine& rLine) const;
 
-	const std::string m_sHost;
+	const std::string m_sHostInJson;
 	const bool m_bJson;
 	const bool m_bTerminalUtf8;
 	const bool m_bColours;

@@ -4,15 +4,15 @@
 
 #include <string>
 
-class CMonitorPassword
+enum EPasswordAnswer
 {
-public:
-	// Whether there is somebody to ask.
-	static bool CanAsk();
-
-	// Asks on standard error and reads a line of standard input without echo. False at the end of the input.
-	static bool Ask(const std::string& sQuestion, std::string& rsPassword);
-
-	// For the handler of a signal that ends the program while it asks: the echo is on again.
-	static void RestoreTerminal();
+	ePasswordGiven,
+	ePasswordMissing,       // the input has ended
+	ePasswordInterrupted    // by SIGINT or SIGTERM
 };
+
+// Asks on standard error and reads a line of standard input, which is a terminal, without echo.
+//
+// Other signals have their usual effect; those that end or stop the program find the echo switched on again. Call it while
+// the program has one thread: signals that came to another one would not be noticed here.
+EPasswordAnswer AskForPassword(const std::string& sQuestion, std::string& rsPassword);

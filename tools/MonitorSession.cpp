@@ -1,10 +1,7 @@
 #include "MonitorSession.h"
 
-#include "MonitorText.h"
-
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 
 namespace
 {
@@ -36,8 +33,7 @@ CMonitorSession::CMonitorSession(const SMonitorOptions& oOptions)
 	: CVexThread(0),
 	  m_oOptions(oOptions),
 	  m_oOutput(oOptions.m_sHost, oOptions.m_bJson, oOptions.m_bTerminalUtf8),
-	  m_aoWatches(oOptions.m_aoWatches),
-	  m_asObjectNames(oOptions.m_aoWatches.size())
+	  m_oWatches(oOptions.m_aoWatches)
 {
 }
 
@@ -59,26 +55,30 @@ void CMonitorSession::Stop()
 {
 	m_bStop = true;
 	m_oWakeUp.Signal();
-	for (const auto oEnd = InMs(nStopMs); GetState() != STATE_TERMINATED; Sleep(0, nLookForEndMs))
+	for (const auto oEnd = InMs(nStopMs); !HasEnded(); Sleep(0, nLookForEndMs))
 		if (IsPast(oEnd))
+		{
+			if (const std::size_t nLost = m_oLines.GetLost())
+				CMonitorOutput::Tell(std::to_string(nLost) + " lines not shown: the output is too slow");
 			return;
+		}
 	Terminate();
 }
 
-// Looks again and again: the handler in which Stop() waits may interrupt any other wait while it holds its lock.
+// Polls: a signal may stop this thread anywhere, and Stop() must not need a lock that it holds.
 int CMonitorSession::WaitForEnd()
 {
-	while (GetState() != STATE_TERMINATED)
+	while (!HasEnded())
 		Sleep(0, nLookForEndMs);
 	return m_nStatus;
 }
 
-// False if something went wrong, which has been told.
+// False if something went wrong, which has been reported.
 bool CMonitorSession::Work()
 {
 	if (!Connect() || !Ask())
 		return false;
-	if (m_aoWatches.empty())
+	if (m_oWatches.IsEmpty())
 		return true;
 	if (!Follow())
 		return false;
@@ -108,9 +108,16 @@ bool CMonitorSession::FailAtFirst(const std::string& sProblem)
 
 bool CMonitorSession::Connect()
 {
-	m_poConnection = std::make_unique<CMonitorConnection>(m_oWakeUp);
 	std::string sProblem;
-	return m_poConnection->Connect(m_oOptions, m_bStop, sProblem) == CMonitorConnection::eLoggedIn || Fail(sProblem);
+	return TryToConnect(sProblem) == CMonitorConnection::eLoggedIn || Fail(sProblem);
+}
+
+CMonitorConnection::EResult CMonitorSession::TryToConnect(std::string& rsProblem)
+{
+	m_poConnection.reset();
+	m_oLines.ForgetNames();
+	m_poConnection = std::make_unique<CMonitorConnection>(m_oLines);
+	return m_poConnection->Connect(m_oOptions, m_bStop, rsProblem);
 }
 
 // Until the program is followed again. False if it lets the monitor in no more, or the session is to end.
@@ -124,8 +131,7 @@ bool CMonitorSession::ConnectAgain()
 		Pause(nPauseMs);
 		if (m_bStop)
 			return false;
-		m_poConnection = std::make_unique<CMonitorConnection>(m_oWakeUp);
-		const CMonitorConnection::EResult eResult = m_poConnection->Connect(m_oOptions, m_bStop, sProblem);
+		const CMonitorConnection::EResult eResult = TryToConnect(sProblem);
 		if (eResult == CMonitorConnection::eRejected || eResult == CMonitorConnection::eStopped)
 			return Fail(sProblem);
 		if (eResult == CMonitorConnection::eNotReached)
@@ -157,7 +163,7 @@ bool CMonitorSession::Ask()
 	}
 	if (m_oOptions.m_bList)
 	{
-		ObjectList aoObjects;
+		MonitorObjects aoObjects;
 		if (!m_poConnection->GetObjectListReq(aoObjects))
 			return Fail("no answer to -list");
 		bWritten = m_oOutput.WriteObjects(aoObjects) && bWritten;
@@ -178,25 +184,24 @@ bool CMonitorSession::Follow()
 
 bool CMonitorSession::WatchClasses()
 {
-	for (const SMonitorWatch& rWatch : m_aoWatches)
+	for (const SMonitorWatch& rWatch : m_oWatches.GetAll())
 		if (!rWatch.m_bObject && !m_poConnection->WatchClassReq(rWatch.m_sClass, rWatch.m_eLevels))
-			return FailAtFirst("the program does not let class " + rWatch.m_sClass + " be watched");
+			return FailAtFirst("the program does not let class " + rWatch.m_sTypedClass + " be watched");
 	return true;
 }
 
 // Objects that exist already keep their levels when their class is watched: they are raised one by one.
 bool CMonitorSession::RaiseObjects()
 {
-	ObjectList aoObjects;
+	MonitorObjects aoObjects;
 	if (!m_poConnection->GetObjectListReq(aoObjects))
 		return FailAtFirst("the program does not list its objects");
-	if (!ResolveObjects(aoObjects))
+	for (const auto& rObject : aoObjects)
+		m_oLines.SetName(rObject.first, rObject.second);
+	if (!FindObjects(aoObjects))
 		return false;
 
-	std::vector<std::pair<long, CVexTraceMsg::ETraceLevel>> aoLevels;
-	for (const auto& rObject : aoObjects)
-		if (const SMonitorWatch* pWatch = WatchOf(rObject.first, rObject.second))
-			aoLevels.emplace_back(rObject.first, pWatch->m_eLevels);
+	const MonitorLevels aoLevels = m_oWatches.GetLevels(aoObjects);
 	for (std::size_t nBegin = 0; nBegin < aoLevels.size(); nBegin += nLevelsInOneRequest)
 	{
 		const auto oBegin = aoLevels.begin() + static_cast<std::ptrdiff_t>(nBegin);
@@ -207,76 +212,28 @@ bool CMonitorSession::RaiseObjects()
 	return true;
 }
 
-// At first every class and object that was named must be there. When the program has been started again its objects
-// come one after the other, with new numbers: they are found by their names as they come.
-bool CMonitorSession::ResolveObjects(const ObjectList& aoObjects)
+bool CMonitorSession::FindObjects(const MonitorObjects& aoObjects)
 {
-	m_bObjectsMissing = false;
-	for (std::size_t i = 0; i < m_aoWatches.size(); ++i)
+	if (m_bFollowed)
 	{
-		SMonitorWatch& rWatch = m_aoWatches[i];
-		if (!rWatch.m_bObject)
-		{
-			if (!m_bFollowed && rWatch.m_sClass != "*" && !HasClass(aoObjects, rWatch.m_sClass))
-				return Fail("unknown class " + TextToTerminal(rWatch.m_sClass, m_oOptions.m_bTerminalUtf8));
-			continue;
-		}
-		const auto pObject = std::find_if(aoObjects.begin(),
-			aoObjects.end(),
-			[&](const auto& rObject)
-			{ return m_bFollowed ? rObject.second == m_asObjectNames[i] : rObject.first == rWatch.m_nObject; });
-		if (pObject == aoObjects.end())
-		{
-			if (!m_bFollowed)
-				return Fail("unknown object " + std::to_string(rWatch.m_nObject));
-			m_bObjectsMissing = true;
-			rWatch.m_nObject = -1;
-			continue;
-		}
-		rWatch.m_nObject = pObject->first;
-		m_asObjectNames[i] = pObject->second;
+		m_bObjectsMissing = !m_oWatches.FindAgain(aoObjects);
+		return true;
 	}
-	return true;
-}
-
-bool CMonitorSession::HasClass(const ObjectList& aoObjects, const std::string& sClass) const
-{
-	return std::any_of(aoObjects.begin(),
-		aoObjects.end(),
-		[&](const auto& rObject) { return ClassOfObject(rObject.second) == sClass; });
-}
-
-// What is said of an object goes before what is said of its class, and that before "*"; the last word counts.
-const SMonitorWatch* CMonitorSession::WatchOf(long nObject, const std::string& sFullName) const
-{
-	const SMonitorWatch* pFound = nullptr;
-	int nFoundRank = 0;
-	const std::string sClass = ClassOfObject(sFullName);
-	for (const SMonitorWatch& rWatch : m_aoWatches)
-	{
-		const int nRank = rWatch.m_bObject ? (rWatch.m_nObject == nObject ? 3 : 0)
-			: rWatch.m_sClass == sClass    ? 2
-			: rWatch.m_sClass == "*"       ? 1
-										   : 0;
-		if (nRank == 0 || nRank < nFoundRank)
-			continue;
-		pFound = &rWatch;
-		nFoundRank = nRank;
-	}
-	return pFound;
+	const std::string sUnknown = m_oWatches.FindAtFirst(aoObjects);
+	return sUnknown.empty() || Fail(sUnknown);
 }
 
 // Until the connection breaks or the session is to end. False if the lines cannot be written.
 bool CMonitorSession::ShowLines()
 {
 	auto oNextLook = InMs(nLookForObjectsMs);
-	bool bAlive = true;
-	while (bAlive && !m_bStop)
+	bool bShown = false;
+	for (bool bAlive = true; bAlive && !m_bStop;)
 	{
-		m_oWakeUp.Wait(nLookMs);
-		// Asked first: the lines in front of the end are shown.
+		if (!bShown)
+			m_oWakeUp.Wait(nLookMs);
 		bAlive = m_poConnection->IsAlive();
-		if (!Show())
+		if (!Show(true, bShown))
 			return false;
 		if (bAlive && m_bObjectsMissing && IsPast(oNextLook))
 		{
@@ -284,17 +241,24 @@ bool CMonitorSession::ShowLines()
 			oNextLook = InMs(nLookForObjectsMs);
 		}
 	}
+	// No more names will come, but the last lines are in the queue.
 	m_poConnection->End();
-	return Show();
+	do
+		if (!Show(false, bShown))
+			return false;
+	while (bShown);
+	return true;
 }
 
-bool CMonitorSession::Show()
+// Some of the lines that wait. False if they cannot be written.
+bool CMonitorSession::Show(bool bAwaitNames, bool& rbShown)
 {
-	std::vector<CVexTraceMsg> aoLines;
-	const std::size_t nDropped = m_poConnection->TakeLines(aoLines);
-	if (!aoLines.empty() && !m_oOutput.WriteLines(aoLines))
+	std::vector<SMonitorLine> aoLines;
+	m_oLines.Take(aoLines, bAwaitNames);
+	rbShown = !aoLines.empty();
+	if (rbShown && !m_oOutput.WriteLines(aoLines))
 		return Fail("cannot write to standard output");
-	if (nDropped > 0)
+	if (const std::size_t nDropped = m_oLines.TakeDropped())
 		CMonitorOutput::Tell(std::to_string(nDropped) + " lines dropped: the output is too slow");
 	return true;
 }

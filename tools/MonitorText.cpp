@@ -4,10 +4,13 @@
 #include <locale.h>
 #include <strings.h>
 
+#include <cstdint>
 #include <cstring>
 
 namespace
 {
+const std::uint32_t nInvalid = 0xFFFFFFFF;
+
 // Those of ISO-8859-1, which some terminals obey as well.
 bool IsControl(unsigned char c)
 {
@@ -25,12 +28,62 @@ void AppendUtf8(std::string& rsText, unsigned char c)
 	}
 }
 
+// The character at rnPosition, which advances past it; nInvalid for bytes that are not UTF-8.
+std::uint32_t TakeUtf8(const std::string& sText, std::size_t& rnPosition)
+{
+	const unsigned char cFirst = static_cast<unsigned char>(sText[rnPosition++]);
+	if (cFirst < 0x80)
+		return cFirst;
+	const std::size_t nMore = cFirst < 0xE0 ? 1 : cFirst < 0xF0 ? 2 : 3;
+	const std::uint32_t nLowest = nMore == 1 ? 0x80 : nMore == 2 ? 0x800 : 0x10000;
+	std::uint32_t nCharacter = cFirst & (0x3FU >> nMore);
+	if (cFirst < 0xC0 || cFirst > 0xF4 || sText.size() - rnPosition < nMore)
+		return nInvalid;
+	for (const std::size_t nEnd = rnPosition + nMore; rnPosition < nEnd; ++rnPosition)
+	{
+		const unsigned char c = static_cast<unsigned char>(sText[rnPosition]);
+		if ((c & 0xC0) != 0x80)
+			return nInvalid;
+		nCharacter = (nCharacter << 6) | (c & 0x3FU);
+	}
+	const bool bSurrogate = nCharacter >= 0xD800 && nCharacter < 0xE000;
+	return nCharacter < nLowest || nCharacter > 0x10FFFF || bSurrogate ? nInvalid : nCharacter;
+}
+
+bool IsUtf8(const std::string& sText)
+{
+	for (std::size_t i = 0; i < sText.size();)
+		if (TakeUtf8(sText, i) == nInvalid)
+			return false;
+	return true;
+}
+
 void AppendHex(std::string& rsText, const char* pszPrefix, unsigned char c)
 {
 	static const char szDigits[] = "0123456789abcdef";
 	rsText += pszPrefix;
 	rsText += szDigits[c >> 4];
 	rsText += szDigits[c & 0xF];
+}
+
+std::string QuoteForJson(const std::string& sText, bool bUtf8)
+{
+	std::string sResult;
+	sResult.reserve(sText.size() + 2);
+	sResult += '"';
+	for (const char cSigned : sText)
+	{
+		const unsigned char c = static_cast<unsigned char>(cSigned);
+		if (c == '"' || c == '\\')
+			sResult.append(1, '\\').append(1, cSigned);
+		else if (bUtf8 && c >= 0x80)
+			sResult += cSigned;
+		else if (IsControl(c))
+			AppendHex(sResult, "\\u00", c);
+		else
+			AppendUtf8(sResult, c);
+	}
+	return sResult += '"';
 }
 }    // namespace
 
@@ -49,20 +102,12 @@ std::string TextToProgram(const std::string& sText, bool bTerminalUtf8)
 	if (!bTerminalUtf8)
 		return sText;
 	std::string sResult;
-	for (std::size_t i = 0; i < sText.size(); ++i)
+	for (std::size_t i = 0; i < sText.size();)
 	{
-		const unsigned int c = static_cast<unsigned char>(sText[i]);
-		if (c < 0x80)
-		{
-			sResult += sText[i];
-			continue;
-		}
-		// U+0080 to U+00FF are C2 or C3 and one more byte.
-		const unsigned int cNext = i + 1 < sText.size() ? static_cast<unsigned char>(sText[i + 1]) : 0;
-		if ((c != 0xC2 && c != 0xC3) || (cNext & 0xC0) != 0x80)
+		const std::uint32_t nCharacter = TakeUtf8(sText, i);
+		if (nCharacter > 0xFF)
 			return sText;
-		sResult += static_cast<char>(((c & 0x03) << 6) | (cNext & 0x3F));
-		++i;
+		sResult += static_cast<char>(nCharacter);
 	}
 	return sResult;
 }
@@ -86,20 +131,12 @@ std::string TextToTerminal(const std::string& sText, bool bTerminalUtf8)
 
 std::string TextToJson(const std::string& sText)
 {
-	std::string sResult;
-	sResult.reserve(sText.size() + 2);
-	sResult += '"';
-	for (const char cSigned : sText)
-	{
-		const unsigned char c = static_cast<unsigned char>(cSigned);
-		if (c == '"' || c == '\\')
-			sResult.append(1, '\\').append(1, cSigned);
-		else if (IsControl(c))
-			AppendHex(sResult, "\\u00", c);
-		else
-			AppendUtf8(sResult, c);
-	}
-	return sResult += '"';
+	return QuoteForJson(sText, false);
+}
+
+std::string TypedTextToJson(const std::string& sText, bool bTerminalUtf8)
+{
+	return QuoteForJson(sText, bTerminalUtf8 && IsUtf8(sText));
 }
 
 std::string LevelName(CVexTraceMsg::ETraceLevel eLevel)
@@ -125,4 +162,10 @@ bool LevelsUpTo(const std::string& sName, CVexTraceMsg::ETraceLevel& reLevels)
 std::string ClassOfObject(const std::string& sFullName)
 {
 	return sFullName.substr(sFullName.rfind('/') + 1);
+}
+
+std::string NameOfObject(const std::string& sFullName)
+{
+	const std::size_t nSlash = sFullName.rfind('/');
+	return nSlash == std::string::npos ? "" : sFullName.substr(0, nSlash);
 }

@@ -18,6 +18,9 @@ std::string TextToTerminal(const std::string& sText, bool bTerminalUtf8);
 // A JSON string of a text of the program, with its quotes, in UTF-8.
 std::string TextToJson(const std::string& sText);
 
+// The same of a text that the user has typed.
+std::string TypedTextToJson(const std::string& sText, bool bTerminalUtf8);
+
 // "INFO"; the number if it is not exactly one level.
 std::string LevelName(CVexTraceMsg::ETraceLevel eLevel);
 
@@ -26,3 +29,6 @@ bool LevelsUpTo(const std::string& sName, CVexTraceMsg::ETraceLevel& reLevels);
 
 // What stands behind the last "/" of an object's full name.
 std::string ClassOfObject(const std::string& sFullName);
+
+// What stands in front of it.
+std::string NameOfObject(const std::string& sFullName);
