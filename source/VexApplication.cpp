@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <sstream>
+#include <utility>
 
 namespace
 {
@@ -152,8 +153,7 @@ void CVexBaseApplication::StopTraceServerWithin(unsigned int nMs)
 		return;
 	TraceText(CVexTraceMsg::eDebug, "Trace-Server wird beendet", __LINE__);
 	if (m_pStdTraceServer->StopWithin(nMs))
-		delete m_pStdTraceServer;
-	m_pStdTraceServer = nullptr;
+		delete std::exchange(m_pStdTraceServer, nullptr);
 }
 
 void CVexBaseApplication::StopAtExit()

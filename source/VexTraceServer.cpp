@@ -371,8 +371,9 @@ void CVexTraceServer::StopServer()
 			oContainer->ExpectEnd();
 	}
 	CTraceServerThread* pThread = m_pServerThread;
+	m_pLeftThread = pThread;
 	if (pThread && pThread->End() && !HasUsers())
-		delete pThread;
+		delete std::exchange(m_pLeftThread, nullptr);
 	m_pServerThread = nullptr;
 }
 

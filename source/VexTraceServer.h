@@ -202,4 +202,5 @@ private:
 	int m_nContainerUsers = 0;               // guarded by m_oLockObjectMap
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
+	CTraceServerThread* m_pLeftThread = nullptr;    // ended, but a user of the server may still use it
 };
