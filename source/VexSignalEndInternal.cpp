@@ -27,13 +27,14 @@ namespace
 typedef long long Nanoseconds;
 
 const Nanoseconds nMs = 1000000;
-const Nanoseconds nLockWait = 5 * nMs;        // the end thread waits that long before the main thread is let on
-const Nanoseconds nSleepWait = 100 * nMs;     // the same while it waits for something else than a lock
-const Nanoseconds nAbortWait = 2000 * nMs;    // the same for the first slice of a thread that may be in abort()
-const Nanoseconds nSlice = 1 * nMs;           // of processor time
-const Nanoseconds nTick = nMs / 5;            // a slice is looked at that often
-const int nMaxCallNaps = 100;                 // of 0.1 ms; a main thread that blocks signals never comes
-const int nMaxTicks = 25;                     // of a slice, also if the thread gets no processor time
+const Nanoseconds nLockWait = 5 * nMs;            // the end thread waits that long before the main thread is let on
+const Nanoseconds nSleepWait = 100 * nMs;         // the same while it waits for something else than a lock
+const Nanoseconds nAbortWait = 2000 * nMs;        // the same for the first slice of a thread that may be in abort()
+const Nanoseconds nDrainWait = 2 * nAbortWait;    // the trace server's thread may stand still itself
+const Nanoseconds nSlice = 1 * nMs;               // of processor time
+const Nanoseconds nTick = nMs / 5;                // a slice is looked at that often
+const int nMaxCallNaps = 100;                     // of 0.1 ms; a main thread that blocks signals never comes
+const int nMaxTicks = 25;                         // of a slice, also if the thread gets no processor time
 const Nanoseconds nRealProgress = nAbortWait / 100;    // less processor time in nAbortWait comes of polling
 
 const int anEndSignals[] = { SIGINT, SIGTERM, SIGABRT };
@@ -362,7 +363,7 @@ void EndAborted()
 	{
 		Nap(nMs);
 		const Nanoseconds nNow = ReadClock(CLOCK_MONOTONIC);
-		if (nNow - nSeenAt < nAbortWait)
+		if (nNow - nSeenAt < nDrainWait)
 			continue;
 		if (nWritten == nSeen)
 			return;
