@@ -1,6 +1,5 @@
 #include "VexListenTurnsInternal.h"
 
-
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <time.h>

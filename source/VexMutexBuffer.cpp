@@ -1,6 +1,5 @@
 #include "VexMutexBuffer.h"
 
-
 #include <algorithm>
 #include <limits>
 

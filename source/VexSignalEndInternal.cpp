@@ -191,7 +191,7 @@ bool IsSliceDue(SHold& rHold)
 timer_t TimerOf(int nSignal)
 {
 	std::size_t i = 0;
-	while (anEndSignals[i] != nSignal)
+	while (i + 1 < nEndSignals && anEndSignals[i] != nSignal)
 		++i;
 	return aoTimers[i];
 }
