@@ -35,7 +35,7 @@ namespace
 const int nTellFile = dup(STDOUT_FILENO);
 std::FILE* const pNull = std::fopen("/dev/null", "w");
 std::atomic<bool> bRunEnds{ false }, bSaveAborts{ false }, bOwnNew{ false };
-std::atomic<long> nWorker{ 0 };    // this thread gets a signal when the application object is destroyed
+std::atomic<long> nWorker{ 0 }, nWorkerTurns{ 0 };
 std::mutex oMutex, oNewMutex;
 void* pBlock = nullptr;
 unsigned nBlockSize = 1;
@@ -186,7 +186,7 @@ void AllocateOnAWorker()
 {
 	const auto Allocate = []
 	{
-		for (nWorker = syscall(SYS_gettid);;)
+		for (nWorker = syscall(SYS_gettid);; ++nWorkerTurns)
 			std::free(std::malloc(3000));
 	};
 	std::thread(Allocate).detach();
@@ -194,7 +194,6 @@ void AllocateOnAWorker()
 	bRunEnds = true;
 }
 
-// A signal that is no longer pending has reached its handler.
 bool HasPendingSignal(long nThread)
 {
 	std::ifstream oStatus("/proc/self/task/" + std::to_string(nThread) + "/status");
@@ -202,6 +201,16 @@ bool HasPendingSignal(long nThread)
 	while (oStatus >> sWord && sWord != "SigPnd:")
 		continue;
 	return oStatus >> sWord && sWord.find_first_not_of('0') != std::string::npos;
+}
+
+// Returns when the worker, which is inside malloc as a rule, has been through the signal's handler.
+void SignalWorker()
+{
+	syscall(SYS_tgkill, getpid(), nWorker.load(), SIGTERM);
+	while (HasPendingSignal(nWorker))
+		continue;
+	for (const long nTurns = nWorkerTurns; nTurns == nWorkerTurns;)
+		continue;
 }
 
 const struct SMode
@@ -254,9 +263,7 @@ public:
 	~CStressProgram() override
 	{
 		if (nWorker != 0)
-			syscall(SYS_tgkill, getpid(), nWorker.load(), SIGTERM);
-		while (nWorker != 0 && HasPendingSignal(nWorker))
-			continue;
+			SignalWorker();
 	}
 
 	bool Initialize() override
@@ -292,6 +299,9 @@ extern "C" const char* __tsan_default_options()
 {
 	return "report_thread_leaks=0";
 }
+
+// Without it, localtime() reads the zone anew at each call, under a lock that the sanitizer does not see.
+static const int nZoneSet = setenv("TZ", "UTC", 0);
 #elif !defined(__SANITIZE_ADDRESS__)    // the sanitizers replace these themselves
 static std::unique_lock<std::mutex> LockNew()
 {
