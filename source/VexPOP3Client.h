@@ -23,7 +23,8 @@ class CVexMail;
 //          that must not be joined. The process can end at any time.
 // Errors:  by the result; a failed command is traced as an error. No failure closes the connection. When the server
 //          has closed it, a status line that is awaited ends in eTimeout, and the next command in eTCPIPError.
-// Replies: what has come before a command is dropped: a late answer is not taken for that of the next command.
+// Replies: what has come by the time of a command answers it, a late reply to an earlier one too: after eTimeout,
+//          disconnect.
 // Units:   milliseconds; 0xFFFFFFFF waits for ever.
 class CVexPOP3Client
 {
