@@ -115,10 +115,7 @@ CVexSMTPClient::ERetCode CVexSMTPClient::SendTo(const CVexMail& oMail, const CVe
 	if (eResult != eSmtpOK)
 		return eResult;
 	eResult = ExecuteCommand("DATA", "");
-	if (eResult == eSendData)
-		return SendData(oMail);
-	// A good answer that does not ask for the text belongs to an earlier command: nothing was sent.
-	return eResult == eSmtpOK ? eSmtpError : eResult;
+	return eResult == eSendData ? SendData(oMail) : eResult;
 }
 
 CVexSMTPClient::ERetCode CVexSMTPClient::LogOut()

@@ -61,6 +61,7 @@ TEST(CVexSMTPClient, AFailureAtAnyPointEndsTheSendingWithItsResult)
 		{ "RCPT", "250-a\r\n250 b\r\n550 c\r\a\n", Client::eMailboxNotFound, 5 },    // answers DATA
 		{ "RCPT", std::string("550\0\r\n250 ok\r\n", 14), Client::eMailboxNotFound, 4 },
 		{ "DATA", "\v", Client::eTimeout, 5 },
+		{ "DATA", "250 ok\r\n", Client::eSmtpOK, 9 },            // the text is not sent
 		{ "DATA", "354 go\r\n\a\v", Client::eTCPIPError, 5 },    // takes nothing of the message
 		{ "From", "552 full\r\n", Client::eStorageAllocationExceeded, 6 },
 	};
