@@ -80,7 +80,10 @@ public:
 
 	// The whole message, or its header only. Unless eOK the mail is unchanged. Takes 300 ms longer than the message
 	// itself: the end is looked for when nothing more comes. A line that begins with a dot comes with the second dot
-	// that the server has put in front of it. eError also if there is no memory for the message.
+	// that the server has put in front of it.
+	//
+	// Memory: eError if there is none for the text; the rest of the message then answers the next command, so disconnect.
+	// If it runs out while the connection receives, the connection ends, and the call never returns.
 	ERetCode GetMessage(CVexMail& oMail, unsigned int n);
 	ERetCode GetTopOfMessage(CVexMail& oMail, unsigned int n);
 
