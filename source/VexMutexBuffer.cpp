@@ -1,7 +1,5 @@
 #include "VexMutexBuffer.h"
 
-#include "VexSignalHoldInternal.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -16,19 +14,19 @@ CVexMutexBuffer::~CVexMutexBuffer() = default;
 
 void CVexMutexBuffer::AddChar(char c)
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	m_sBuffer += c;
 }
 
 void CVexMutexBuffer::AddString(const std::string& s)
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	m_sBuffer += s;
 }
 
 unsigned int CVexMutexBuffer::GetLength()
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	return static_cast<unsigned int>(
 		std::min<std::uint64_t>(GetHeld().size(), std::numeric_limits<unsigned int>::max()));
 }
@@ -41,7 +39,7 @@ bool CVexMutexBuffer::ContainsString(const std::string& s)
 
 bool CVexMutexBuffer::ContainsString(const std::string& s, std::uint64_t& rnSearched)
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	const std::string_view sHeld = GetHeld();
 	const std::uint64_t nBegin = std::max(rnSearched, m_nPosition) - m_nPosition;
 	if (sHeld.find(s, static_cast<std::size_t>(std::min<std::uint64_t>(nBegin, sHeld.size()))) != sHeld.npos)
@@ -53,26 +51,26 @@ bool CVexMutexBuffer::ContainsString(const std::string& s, std::uint64_t& rnSear
 
 std::string CVexMutexBuffer::GetBuffer()
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	return std::string(GetHeld());
 }
 
 std::string CVexMutexBuffer::RemoveString(int n)
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	return Take(static_cast<std::size_t>(std::max(n, 0)));
 }
 
 std::string CVexMutexBuffer::RemoveString(const std::string& s)
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	const std::size_t nFound = GetHeld().find(s);
 	return nFound == std::string_view::npos ? std::string() : Take(nFound + s.size());
 }
 
 void CVexMutexBuffer::ClearBuffer()
 {
-	VexSignalHold::CTraceLock oLock(m_oMutex);
+	CVexMutexLock oLock(m_oMutex);
 	Take(GetHeld().size());
 }
 

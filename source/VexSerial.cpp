@@ -1,6 +1,5 @@
 #include "VexSerial.h"
 
-#include "VexSignalHoldInternal.h"
 #include "VexXonXoff.h"
 
 #include <fcntl.h>
@@ -199,7 +198,7 @@ CVexSerial::E_ERROR CVexSerial::InitPort(
 	// Without the lock, as it may take its time: the device may wait for us to read.
 	RepeatInterrupted([&] { return tcdrain(m_hPort); });
 	// The input that is flushed must not be what another thread has just found and is about to read: that would block.
-	VexSignalHold::CTraceLock oLock(m_oReadLock);
+	CVexMutexLock oLock(m_oReadLock);
 	return RepeatInterrupted([&] { return tcsetattr(m_hPort, TCSAFLUSH, &m_oPortDCB); }) == 0 ? E_OK : E_INIT_FAILED;
 }
 
@@ -285,7 +284,7 @@ CVexSerial::E_ERROR CVexSerial::ReadOneByte(char& c, unsigned int nTimeout, bool
 // One byte, if there is one now.
 bool CVexSerial::TryToRead(char& c)
 {
-	VexSignalHold::CTraceLock oLock(m_oReadLock);
+	CVexMutexLock oLock(m_oReadLock);
 	return WaitReadable(m_hPort, 0) > 0 && read(m_hPort, &c, 1) == 1;
 }
 
