@@ -70,6 +70,18 @@ bool SleepUntil(const TCondition& oIsThere, unsigned int nTimeout)
 	}
 	return nTimeout != nForever && nElapsed >= nTimeout;
 }
+
+void Indicate(CVexSerial& rPort, char c)
+{
+	try
+	{
+		rPort.DataInd(c);
+	}
+	catch (const std::exception&)
+	{
+		// Not repeated: the byte may have been used before the exception.
+	}
+}
 }    // namespace
 
 CVexSerial::CVexSerialRcvThread::CVexSerialRcvThread() : CVexThread(0) {}
@@ -94,22 +106,6 @@ void CVexSerial::CVexSerialRcvThread::SetTimeout(unsigned int nTimeout)
 	m_nTimeout = nTimeout;
 }
 
-// Without memory for the byte it tries again, and the device holds the next ones back meanwhile.
-void CVexSerial::CVexSerialRcvThread::Indicate(char c)
-{
-	for (bool bDone = false; !bDone;)
-		try
-		{
-			m_poSerial->DataInd(c);
-			bDone = true;
-		}
-		catch (const std::exception&)
-		{
-			Sleep(0, nPauseMs);
-			bDone = IsTerminationRequested();
-		}
-}
-
 void CVexSerial::CVexSerialRcvThread::Run()
 {
 	if (!m_poSerial)
@@ -119,7 +115,7 @@ void CVexSerial::CVexSerialRcvThread::Run()
 		char c = 0;
 		bool bTimedOut = false;
 		if (m_poSerial->ReadOneByte(c, m_nTimeout, bTimedOut) == E_OK)
-			Indicate(c);
+			Indicate(*m_poSerial, c);
 		else if (!bTimedOut)
 			Sleep(0, nPauseMs);    // a lost device answers at once, again and again
 	}

@@ -115,8 +115,6 @@ public:
 	private:
 		friend class CVexSerial;
 
-		void Indicate(char c);
-
 		CVexSerial* m_poSerial = nullptr;    // not owned
 		std::atomic<std::uint32_t> m_nTimeout{ 100 };
 	};
@@ -128,7 +126,8 @@ public:
 	// Calls close(): on a port that never received this takes about a second.
 	virtual ~CVexSerial();
 
-	// One received byte. The base version appends it to the input buffer.
+	// One received byte, once, also if this throws a std::exception. The base version appends it to the input buffer;
+	// without memory for it the byte is lost.
 	virtual void DataInd(char c);
 
 	// Called by nothing here; the base version does nothing.

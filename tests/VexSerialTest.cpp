@@ -99,6 +99,27 @@ TEST_F(CVexSerialLine, AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept)
 	EXPECT_TRUE(ComesTrue([&] { return m_oPort.DataReq(&sTooMuch[0], 1, 0) == C::E_TIMEOUT; }));
 }
 
+TEST_F(CVexSerialLine, AByteIsIndicatedOnceAndTheThreadEndsThoughIndicationsThrow)
+{
+	struct CThrowingPort : CPort
+	{
+		~CThrowingPort() override { close(); }
+		void DataInd(char c) override
+		{
+			CPort::DataInd(c);
+			CVexThread::Sleep(0, 100);    // close() is called meanwhile
+			throw std::bad_alloc();
+		}
+	} oPort;
+	m_oPort.close();
+	ASSERT_EQ(oPort.Open(m_oLink), C::E_OK);
+	std::string sData;
+	EXPECT_EQ(write(m_oLine.m_nDevice, "ab", 2), 2);
+	EXPECT_EQ(oPort.WaitForData("b", sData, 10000), C::E_OK);
+	EXPECT_EQ(oPort.close(), C::E_OK);
+	EXPECT_EQ(sData, "ab");
+}
+
 TEST_F(CVexSerialLine, ALostDeviceBurnsNoProcessor)
 {
 	close(std::exchange(m_oLine.m_nDevice, -1));
