@@ -57,10 +57,11 @@ SizeType FindLineEnd(const std::string& sText, SizeType nPos)
 	return std::min(sText.find(szLineEnd, nPos), sText.size());
 }
 
-// Whether the line that ends at nLineEnd has a next one that continues it.
+// Whether the line that ends at nLineEnd has a next one that continues it. An empty line does not.
 bool IsContinued(const std::string& sHeader, SizeType nLineEnd)
 {
-	return nLineEnd + 2 < sHeader.size() && IsSpace(sHeader[nLineEnd + 2]);
+	const SizeType nNext = nLineEnd + 2;
+	return nNext < sHeader.size() && IsSpace(sHeader[nNext]) && sHeader.compare(nNext, 2, szLineEnd) != 0;
 }
 
 SizeType FindHeaderEnd(std::string_view sMail)
@@ -92,21 +93,6 @@ bool IsName(const std::string& sName)
 {
 	return !sName.empty() && !IsSpace(sName[0]) && sName.find_first_of(szLineEnd) == npos &&
 		sName.find(szNameEnd) == npos;
-}
-
-// Where new fields go: in front of all. Lines at the very beginning that begin with white space belong to no field; they
-// stay in front, where they cannot become the continuation of the new one.
-SizeType FindPlaceOfNewField(const std::string& sHeader)
-{
-	SizeType nPos = 0;
-	while (nPos < sHeader.size() && IsSpace(sHeader[nPos]))
-	{
-		const SizeType nEnd = sHeader.find(szLineEnd, nPos);
-		if (nEnd == npos)
-			return npos;
-		nPos = nEnd + 2;
-	}
-	return nPos;
 }
 
 // Puts sNew in place of the first range and takes the others out.
@@ -381,12 +367,7 @@ void CVexMail::SetFieldValue(const std::string& sName, std::string sValue, char 
 		aoRanges.push_back({ aoRanges.empty() ? nIndex : nIndex - 2, nEnd });
 	}
 	if (aoRanges.empty())
-	{
-		const SizeType nPlace = FindPlaceOfNewField(m_sHeader);
-		if (nPlace == npos)
-			sLine.insert(0, szLineEnd);
-		aoRanges.push_back({ std::min(nPlace, m_sHeader.size()), std::min(nPlace, m_sHeader.size()) });
-	}
+		aoRanges.push_back({ 0, 0 });
 	else
 		sLine.resize(sLine.size() - 2);
 	// The same in both, instead of CopyHeaderToUppercase(): that would look at every character of the header again.

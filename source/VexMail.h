@@ -62,8 +62,8 @@ public:
 	// several times are joined by the separator, with nothing if that is 0.
 	std::string GetFieldValue(const std::string& sName, char cSeparator) const;
 
-	// Replaces the first field of that name and removes all others of it; a new field comes first. (Lines at the very
-	// beginning of the header that continue nothing stay in front of it.)
+	// Replaces the first field of that name and removes all others of it. A new field comes first, also in front of an
+	// empty line, which others take for the end of the header; a first line that begins with white space continues it.
 	//
 	// Lines of more than 78 characters are continued behind a separator, or in column 998 where there is none in time.
 	// With separator 0 there is none. The value reads back unchanged, without its line breaks: behind each of them the

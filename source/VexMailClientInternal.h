@@ -38,21 +38,6 @@ inline bool VexHasLineBreak(const std::string& sText)
 	return sText.find_first_of("\r\n") != std::string::npos;
 }
 
-// Empties the receive buffer. Before a command nothing is awaited: what is there belongs to earlier ones (further lines
-// of a reply, a reply that came too late) and would be taken for the answer to the next one. Answers the last whole line of
-// it.
-inline std::string VexDropReplies(CVexTCPIPBase& rConnection)
-{
-	std::string sDropped;
-	rConnection.WaitForData(INT_MAX, sDropped, 0);
-	const std::size_t nEnd = sDropped.rfind("\r\n");
-	if (nEnd == std::string::npos)
-		return std::string();
-	const std::size_t nBefore = nEnd == 0 ? std::string::npos : sDropped.rfind("\r\n", nEnd - 1);
-	const std::size_t nBegin = nBefore == std::string::npos ? 0 : nBefore + 2;
-	return sDropped.substr(nBegin, nEnd - nBegin);
-}
-
 // In one request, but for texts whose length is no int.
 inline CVexTCPIPBase::ERetCode VexSend(CVexTCPIPBase& rConnection, const std::string& sText, unsigned int nTimeout)
 {

@@ -98,8 +98,6 @@ CVexPOP3Client::ERetCode CVexPOP3Client::LogIn(
 		return ePortInvalid;
 	if (!pszAddress || !*pszAddress)
 		return eIPAddressInvalid;
-	// While still connected the request is refused, and what is there is no greeting.
-	VexDropReplies(m_oVexTCPIPBase);
 	m_oVexTCPIPBase.ConnectToServer(pszAddress, nPort, static_cast<int>(m_nTimeout));
 	// KEPT: whether the connect failed is not asked. Test: CVexPOP3Client.AFailureAtAnyPointAndAFailedConnectAreWhatTheStatusLineTellsKept
 	std::string sGreeting;
@@ -228,7 +226,6 @@ CVexPOP3Client::ERetCode CVexPOP3Client::ExecuteCommand(const char* pszCommandLi
 	ERetCode eResult = eIllegalCommand;
 	if (!VexHasLineBreak(sCommand))
 	{
-		VexDropReplies(m_oVexTCPIPBase);
 		eResult = ConvertRetCode(VexSend(m_oVexTCPIPBase, sLine, m_nTimeout));
 		if (eResult == eOK)
 			eResult = GetResponse(sResponse);

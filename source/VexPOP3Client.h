@@ -23,7 +23,8 @@ class CVexMail;
 //          that must not be joined. The process can end at any time.
 // Errors:  by the result; a failed command is traced as an error. No failure closes the connection. When the server
 //          has closed it, a status line that is awaited ends in eTimeout, and the next command in eTCPIPError.
-// Replies: what has come before a command is dropped: a late answer is not taken for that of the next command.
+// Replies: what has come by the time of a command answers it, a late reply to an earlier one too: after eTimeout,
+//          disconnect.
 // Units:   milliseconds; 0xFFFFFFFF waits for ever.
 class CVexPOP3Client
 {
@@ -79,7 +80,10 @@ public:
 
 	// The whole message, or its header only. Unless eOK the mail is unchanged. Takes 300 ms longer than the message
 	// itself: the end is looked for when nothing more comes. A line that begins with a dot comes with the second dot
-	// that the server has put in front of it. eError also if there is no memory for the message.
+	// that the server has put in front of it.
+	//
+	// Memory: eError if there is none for the text; the rest of the message then answers the next command, so disconnect.
+	// If it runs out while the connection receives, the connection ends, and the call never returns.
 	ERetCode GetMessage(CVexMail& oMail, unsigned int n);
 	ERetCode GetTopOfMessage(CVexMail& oMail, unsigned int n);
 

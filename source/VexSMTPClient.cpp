@@ -6,6 +6,7 @@
 #include "VexTraceTextInternal.h"
 
 #include <exception>
+#include <utility>
 
 namespace
 {
@@ -79,7 +80,10 @@ CVexSMTPClient::ERetCode CVexSMTPClient::ConnectToServer(const char* pszAddress,
 		return eIPAddressInvalid;
 	ERetCode eResult = ConvertRetCode(m_oVexTCPIPBase.ConnectToServer(pszAddress, nPort, static_cast<int>(m_nTimeout)));
 	if (eResult == eOK)
+	{
+		m_sLine.clear();
 		eResult = GetResponse();
+	}
 	if (eResult != eServiceReady)
 		return eResult;
 	// KEPT: the name is the server's, not this host's. Test: CVexSMTPClient.SpeaksExactlyThisDialogueKept
@@ -111,10 +115,7 @@ CVexSMTPClient::ERetCode CVexSMTPClient::SendTo(const CVexMail& oMail, const CVe
 	if (eResult != eSmtpOK)
 		return eResult;
 	eResult = ExecuteCommand("DATA", "");
-	if (eResult == eSendData)
-		return SendData(oMail);
-	// A good answer that does not ask for the text belongs to an earlier command: nothing was sent.
-	return eResult == eSmtpOK ? eSmtpError : eResult;
+	return eResult == eSendData ? SendData(oMail) : eResult;
 }
 
 CVexSMTPClient::ERetCode CVexSMTPClient::LogOut()
@@ -145,9 +146,28 @@ CVexSMTPClient::ERetCode CVexSMTPClient::ConvertRetCode(CVexTCPIPBase::ERetCode 
 
 CVexSMTPClient::ERetCode CVexSMTPClient::GetResponse()
 {
-	std::string sReply;
-	const ERetCode eResult = ConvertRetCode(m_oVexTCPIPBase.WaitForData("\r\n", sReply, static_cast<int>(m_nTimeout)));
+	const ERetCode eResult = ReceiveLine(m_nTimeout);
+	const std::string sReply = std::exchange(m_sLine, std::string());
+	m_sReplyBegin = sReply.substr(0, 4);
 	return eResult == eOK ? VexFindReply(m_aoReturnPair, sReply, eSmtpError) : eResult;
+}
+
+CVexSMTPClient::ERetCode CVexSMTPClient::ReceiveLine(unsigned int nTimeout)
+{
+	if (m_sLine.find("\r\n") != std::string::npos)
+		return eOK;
+	// The part that is there may end within the line end.
+	const char* const pszEnd = !m_sLine.empty() && m_sLine.back() == '\r' ? "\n" : "\r\n";
+	std::string sRest;
+	const ERetCode eResult = ConvertRetCode(m_oVexTCPIPBase.WaitForData(pszEnd, sRest, static_cast<int>(nTimeout)));
+	m_sLine += sRest;
+	return eResult;
+}
+
+void CVexSMTPClient::DropRestOfReply()
+{
+	while (m_sReplyBegin.find('-') == 3 && ReceiveLine(0) == eOK && m_sLine.compare(0, 3, m_sReplyBegin, 0, 3) == 0)
+		m_sReplyBegin = std::exchange(m_sLine, std::string()).substr(0, 4);
 }
 
 CVexSMTPClient::ERetCode CVexSMTPClient::ExecuteCommand(const char* pszCommand, const std::string& sArgument)
@@ -156,10 +176,8 @@ CVexSMTPClient::ERetCode CVexSMTPClient::ExecuteCommand(const char* pszCommand, 
 	ERetCode eResult = eIllegalParameterOfCommand;
 	if (!VexHasLineBreak(sCommand))
 	{
-		// A server that has said good-bye meanwhile answers nothing any more.
-		const bool bClosing = VexDropReplies(m_oVexTCPIPBase).compare(0, 3, "421") == 0;
-		eResult =
-			bClosing ? eServiceNotAvailable : ConvertRetCode(VexSend(m_oVexTCPIPBase, sCommand + "\r\n", m_nTimeout));
+		DropRestOfReply();
+		eResult = ConvertRetCode(VexSend(m_oVexTCPIPBase, sCommand + "\r\n", m_nTimeout));
 		if (eResult == eOK)
 			eResult = GetResponse();
 	}
@@ -181,7 +199,7 @@ CVexSMTPClient::ERetCode CVexSMTPClient::ExecuteCommand(const char* pszCommand, 
 
 CVexSMTPClient::ERetCode CVexSMTPClient::SendData(const CVexMail& oMail)
 {
-	VexDropReplies(m_oVexTCPIPBase);
+	DropRestOfReply();
 	ERetCode eResult = eError;
 	try
 	{

@@ -19,7 +19,9 @@ class CVexMailAddress;
 //          limit, while the server takes nothing. Another thread ends that with m_oVexTCPIPBase.CloseSocket().
 // Errors:  by the result; a failed command is traced as an error. No failure closes the connection. When the server
 //          has closed it, a reply that is awaited ends in eTimeout, and the next command in eError.
-// Replies: the first line of a reply decides. What else has come before the next command is dropped.
+// Replies: the first line of a reply decides. If a hyphen follows its code, the reply's other lines are dropped as far as
+//          they have come when the next command is sent. Whatever else has come by then answers that command: after
+//          eTimeout, disconnect.
 // Units:   milliseconds; 0xFFFFFFFF waits for ever.
 class CVexSMTPClient
 {
@@ -113,7 +115,14 @@ protected:
 private:
 	ERetCode SendTo(const CVexMail& oMail, const CVexMailAddress& oRecipient);
 
+	// Completes m_sLine; after eTimeout it holds what has come.
+	ERetCode ReceiveLine(unsigned int nTimeout);
+	void DropRestOfReply();
+
 	// Plain texts, not std::string: no exit handler destroys them while another thread still waits for a reply.
 	static const std::pair<ERetCode, const char*> m_aoReturnPair[17];
 	static const std::pair<ERetCode, const char*> m_aoReturnPairOfString[21];
+
+	std::string m_sLine;          // received but not yet read as a reply: a line or the beginning of one
+	std::string m_sReplyBegin;    // the code of the reply that was read last, and the character after it
 };

@@ -30,13 +30,11 @@ static_assert(
 	"the system's size codes");
 
 template <class TCall>
-int RepeatInterrupted(TCall oCall)
+auto RepeatInterrupted(TCall oCall)
 {
-	int nResult = 0;
-	do
-	{
+	auto nResult = oCall();
+	while (nResult < 0 && errno == EINTR)
 		nResult = oCall();
-	} while (nResult < 0 && errno == EINTR);
 	return nResult;
 }
 
@@ -70,6 +68,18 @@ bool SleepUntil(const TCondition& oIsThere, unsigned int nTimeout)
 	}
 	return nTimeout != nForever && nElapsed >= nTimeout;
 }
+
+void Indicate(CVexSerial& rPort, char c)
+{
+	try
+	{
+		rPort.DataInd(c);
+	}
+	catch (const std::exception&)
+	{
+		// Not repeated: the byte may have been used before the exception.
+	}
+}
 }    // namespace
 
 CVexSerial::CVexSerialRcvThread::CVexSerialRcvThread() : CVexThread(0) {}
@@ -94,22 +104,6 @@ void CVexSerial::CVexSerialRcvThread::SetTimeout(unsigned int nTimeout)
 	m_nTimeout = nTimeout;
 }
 
-// Without memory for the byte it tries again, and the device holds the next ones back meanwhile.
-void CVexSerial::CVexSerialRcvThread::Indicate(char c)
-{
-	for (bool bDone = false; !bDone;)
-		try
-		{
-			m_poSerial->DataInd(c);
-			bDone = true;
-		}
-		catch (const std::exception&)
-		{
-			Sleep(0, nPauseMs);
-			bDone = IsTerminationRequested();
-		}
-}
-
 void CVexSerial::CVexSerialRcvThread::Run()
 {
 	if (!m_poSerial)
@@ -119,7 +113,7 @@ void CVexSerial::CVexSerialRcvThread::Run()
 		char c = 0;
 		bool bTimedOut = false;
 		if (m_poSerial->ReadOneByte(c, m_nTimeout, bTimedOut) == E_OK)
-			Indicate(c);
+			Indicate(*m_poSerial, c);
 		else if (!bTimedOut)
 			Sleep(0, nPauseMs);    // a lost device answers at once, again and again
 	}
@@ -195,6 +189,9 @@ CVexSerial::E_ERROR CVexSerial::InitPort(
 	SetXonXoff(pXonXoff);
 	m_oPortDCB.c_oflag = 0;
 	m_oPortDCB.c_lflag = 0;
+	// Each byte is there at once, whatever an earlier program has set.
+	m_oPortDCB.c_cc[VMIN] = 1;
+	m_oPortDCB.c_cc[VTIME] = 0;
 	// Without the lock, as it may take its time: the device may wait for us to read.
 	RepeatInterrupted([&] { return tcdrain(m_hPort); });
 	// The input that is flushed must not be what another thread has just found and is about to read: that would block.
@@ -256,7 +253,16 @@ void CVexSerial::SetXonXoff(CVexXonXoff* pXonXoff)
 // Test: CVexSerialLine.AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept
 CVexSerial::E_ERROR CVexSerial::DataReq(const char* pData, unsigned int nLen, unsigned int)
 {
-	if (write(m_hPort, pData, nLen) >= 0)
+	unsigned int nDone = 0;
+	ssize_t nWritten = 0;
+	do
+	{
+		// A signal ends a write early: with a part of the block, or with nothing.
+		nWritten = RepeatInterrupted([&] { return write(m_hPort, pData + nDone, nLen - nDone); });
+		if (nWritten > 0)
+			nDone += static_cast<unsigned int>(nWritten);
+	} while (nWritten > 0 && nDone < nLen);
+	if (nWritten >= 0 || nDone > 0)
 		return E_OK;
 	return errno == EAGAIN ? E_TIMEOUT : E_NOT_CONNECTED;
 }

@@ -115,8 +115,6 @@ public:
 	private:
 		friend class CVexSerial;
 
-		void Indicate(char c);
-
 		CVexSerial* m_poSerial = nullptr;    // not owned
 		std::atomic<std::uint32_t> m_nTimeout{ 100 };
 	};
@@ -128,7 +126,8 @@ public:
 	// Calls close(): on a port that never received this takes about a second.
 	virtual ~CVexSerial();
 
-	// One received byte. The base version appends it to the input buffer.
+	// One received byte, once, also if this throws a std::exception. The base version appends it to the input buffer;
+	// without memory for it the byte is lost.
 	virtual void DataInd(char c);
 
 	// Called by nothing here; the base version does nothing.
@@ -173,8 +172,8 @@ public:
 	// does not switch it off.
 	void SetXonXoff(CVexXonXoff* pXonXoff);
 
-	// One write, which blocks while the device takes nothing; nTimeout is not used. E_OK also if a signal has ended it
-	// after a part of the block. E_TIMEOUT if the device would block, else E_NOT_CONNECTED.
+	// Blocks while the device takes nothing; signals do not end it, and nTimeout is not used. E_OK also if only a part of
+	// the block was written. E_TIMEOUT if the device would block, else E_NOT_CONNECTED.
 	E_ERROR DataReq(const char* pData, unsigned int nLen, unsigned int nTimeout);
 
 	// The next byte from the device; the receive thread takes them too. c is unchanged unless E_OK comes back.

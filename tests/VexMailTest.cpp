@@ -63,8 +63,7 @@ TEST(CVexMail, AFieldReplacesTheFirstOfItsNameAndElseComesFirst)
 {
 	const char* const aapszCases[][2] = {
 		{ "x: a\r\n b\r\nY: c\r\nX: d\r\n e\r\nZ: f\r\nX: g", "X: n\r\nY: c\r\nZ: f" },
-		// What belongs to no field must not belong to this one.
-		{ " a", " a\r\nX: n" },
+		{ " a\r\nY: c", "X: n\r\n a\r\nY: c" },
 	};
 	for (const auto& [pszBefore, pszBehind] : aapszCases)
 		EXPECT_EQ(Set("n", ',', pszBefore), pszBehind);
@@ -76,6 +75,9 @@ TEST(CVexMail, AFieldSetInAnEmptyHeaderKeepsItsLineEndKept)
 	oMail.SetBodyText("b");
 	oMail.SetSubject("s");
 	EXPECT_EQ(oMail.GetTotalMail(), "Subject: s\r\n\r\n\r\nb");
+	oMail = CVexMail("\r\nb");    // the line end of an empty header, and a body
+	oMail.SetSubject("s");
+	EXPECT_EQ(oMail.GetSubject() + "|" + oMail.GetTotalMail(), "s|Subject: s\r\n\r\nb\r\n\r\n");
 }
 
 TEST(CVexMail, FoldsLongLinesBehindASeparatorIfThereIsOneInTime)

@@ -91,7 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
 	const std::string sValue = sRest.substr(0, nValue), sMail = sRest.substr(nValue);
 	const char* const pszName = apszNames[pData[0] % 5];
 	CheckTexts(sMail);
-	CVexMail oMail(sMail);
+	// White space in front would continue the new field, or be an empty line after it.
+	CVexMail oMail((sMail.find_first_of(" \t\v\f\r\n") == 0 ? "Z: " : "") + sMail);
 	CheckSet(oMail, pszName, sValue, static_cast<char>(pData[1]));
 	std::string sLong;
 	while (!sValue.empty() && sLong.size() < 3000)

@@ -26,11 +26,19 @@ public:
 
 	unsigned short Port() const { return m_oListener.Port(); }
 
-	// All lines and messages so far, each with a bar in place of its end.
-	std::string Lines()
+	// All lines and messages so far, each with a bar in place of its end. Waits for nAtLeast of them: a client does not
+	// wait for those that were answered before they came.
+	std::string Lines(std::ptrdiff_t nAtLeast = 0)
 	{
-		std::lock_guard<std::mutex> oLock(m_oMutex);
-		return m_sLines;
+		std::string sLines;
+		const auto AreThere = [&]
+		{
+			std::lock_guard<std::mutex> oLock(m_oMutex);
+			sLines = m_sLines;
+			return std::count(sLines.begin(), sLines.end(), '|') >= nAtLeast;
+		};
+		ComesTrue(AreThere);
+		return sLines;
 	}
 
 private:
