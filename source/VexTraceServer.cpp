@@ -13,8 +13,11 @@
 #include "VexTraceServerInternal.h"
 
 #include <malloc.h>
+#include <unistd.h>
 
-#include <iostream>
+#include <cerrno>
+#include <csignal>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -23,6 +26,7 @@ namespace
 const unsigned int nWakeUpIntervalMs = 3000;
 const std::size_t nWakeUpLength = 250;    // more messages than these wake the thread at once
 const std::size_t nQueueCapacity = 500;
+const std::size_t nKeptCapacity = 1000;    // a queue that has grown beyond is not kept
 const std::size_t nBurstLength = 10000;
 
 CVexImmortal<CVexMutex> oLockActiveServer;
@@ -42,6 +46,59 @@ std::atomic<bool> bDrained{ false };
 std::string GetTraceIniName()
 {
 	return CVexProcess::GetCurrentProgDir() + "Trace.ini";
+}
+
+// Keeps the calling thread from the SIGPIPE of its own writes; the process's handling of the signal stays as it is.
+class CWithoutSigPipe
+{
+public:
+	CWithoutSigPipe()
+	{
+		sigset_t oPending;
+		sigpending(&oPending);
+		m_bWasPending = sigismember(&oPending, SIGPIPE) == 1;
+		sigemptyset(&m_oSigPipe);
+		sigaddset(&m_oSigPipe, SIGPIPE);
+		pthread_sigmask(SIG_BLOCK, &m_oSigPipe, &m_oBefore);
+	}
+	~CWithoutSigPipe()
+	{
+		const timespec oAtOnce = {};
+		while (m_bRaised && !m_bWasPending && sigtimedwait(&m_oSigPipe, nullptr, &oAtOnce) == -1 && errno == EINTR)
+			continue;
+		pthread_sigmask(SIG_SETMASK, &m_oBefore, nullptr);
+	}
+	CWithoutSigPipe(const CWithoutSigPipe&) = delete;
+	CWithoutSigPipe& operator=(const CWithoutSigPipe&) = delete;
+
+	// A write has failed with EPIPE.
+	void SetRaised() { m_bRaised = true; }
+
+private:
+	sigset_t m_oSigPipe;
+	sigset_t m_oBefore;
+	bool m_bWasPending;
+	bool m_bRaised = false;
+};
+
+// The number of bytes that could be written.
+std::size_t WriteToStandardError(const std::string& rsText)
+{
+	CWithoutSigPipe oWithoutSigPipe;
+	std::size_t nWritten = 0;
+	while (nWritten < rsText.size())
+	{
+		const ssize_t nBytes = write(STDERR_FILENO, rsText.data() + nWritten, rsText.size() - nWritten);
+		if (nBytes >= 0)
+			nWritten += static_cast<std::size_t>(nBytes);
+		else if (errno != EINTR)
+		{
+			if (errno == EPIPE)
+				oWithoutSigPipe.SetRaised();
+			break;
+		}
+	}
+	return nWritten;
 }
 
 void JoinNames(const CVexTraceServer::SObjectDesc& rDesc, std::string& rsName)
@@ -427,7 +484,14 @@ void CVexTraceServer::AddMsg(CVexTraceMsg* pMsg)
 	{
 		std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
 		CVexMutexLock oLock(m_oLockMsgArray);
-		m_oMsgArray.push_back(poMsg.get());
+		try
+		{
+			m_oMsgArray.push_back(poMsg.get());
+		}
+		catch (const std::bad_alloc&)
+		{
+			return;    // no memory: the message disappears
+		}
 		static_cast<void>(poMsg.release());    // the queue owns it
 		// Not for every further one: the event keeps the signal until the thread waits again.
 		bWakeUp = m_oMsgArray.size() > nWakeUpLength && m_oMsgArray.size() % nWakeUpLength == 1;
@@ -443,8 +507,9 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	if (m_nNextInRound == m_apRound.size())
 	{
 		m_nNextInRound = 0;
-		m_apRound = std::vector<CVexTraceMsg*>();
-		m_apRound.reserve(nQueueCapacity);
+		if (m_apRound.capacity() > nKeptCapacity)
+			m_apRound = std::vector<CVexTraceMsg*>();
+		m_apRound.clear();
 		CVexMutexLock oLock(m_oLockMsgArray);
 		m_apRound.swap(m_oMsgArray);
 	}
@@ -453,10 +518,17 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	while (m_nNextInRound < m_apRound.size())
 	{
 		const std::unique_ptr<CVexTraceMsg> poMsg(m_apRound[m_nNextInRound++]);
-		if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
-			DeRegisterObject(poMsg->GetID());
-		else
-			WriteMsg(*poMsg, sName);
+		try
+		{
+			if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
+				DeRegisterObject(poMsg->GetID());
+			else
+				WriteMsg(*poMsg, sName);
+		}
+		catch (const std::exception&)
+		{
+			// No memory for it: this message is dropped.
+		}
 		VexSignalEnd::CountProgress();
 	}
 	return nMsgs;
@@ -476,11 +548,7 @@ void CVexTraceServer::WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName)
 	if (m_bSaveMsg)
 		SaveMsg(oMsg, rsName.c_str());
 	if (m_bConsoleOuput)
-	{
-		// One write: lines of several processes on one terminal stay whole.
-		const std::string sLine = oMsg.GetMsgText(rsName, ' ') + '\n';
-		std::cerr.write(sLine.data(), static_cast<std::streamsize>(sLine.size())).flush();
-	}
+		WriteConsole(oMsg, rsName);
 	if (m_bMonitorOn)
 		MonitorMsg(oMsg, rsName.c_str());
 }
@@ -496,6 +564,15 @@ void CVexTraceServer::RegisterObject(CVexTrace* pTraceObject)
 	// The monitors are asked first: no lock is held then.
 	const CContainerUse oContainer(*this);
 	int nRequested = 0;
+// One write: lines of several processes on one terminal stay whole. Not by std::cerr, whose state belongs to the program.
+void CVexTraceServer::WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName)
+{
+	const std::string sLine = (m_bConsoleTorn ? "\n" : "") + oMsg.GetMsgText(rsName, ' ') + '\n';
+	const std::size_t nWritten = WriteToStandardError(sLine);
+	if (nWritten > 0)
+		m_bConsoleTorn = sLine[nWritten - 1] != '\n';
+}
+
 	int nWatched = 0;
 	if (oContainer)
 	{

@@ -192,6 +192,7 @@ private:
 	int GetLevels(const SObjectDesc& rDesc) const;
 	void WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName);
 	void GetObjectName(long nID, std::string& rsName);
+	void WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName);
 
 	// Rises with every change of levels of any server and of the active server: while it stands still, a trace object's
 	// own levels are current.
@@ -199,7 +200,8 @@ private:
 
 	const unsigned m_nSerial;    // tells this server from earlier ones
 	std::atomic<bool> m_bLoginRequired{ false };
-	int m_nContainerUsers = 0;    // guarded by m_oLockObjectMap
+	int m_nContainerUsers = 0;               // guarded by m_oLockObjectMap
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
 };
+	bool m_bConsoleTorn = false;    // the last line on the console has no end
