@@ -203,14 +203,11 @@ protected:
 		ExchangeSwitch(pExchange, "Trace", "ConsoleOutput", m_pServer->m_bConsoleOuput, m_oSettings.m_bConsoleOuput);
 		ExchangeSwitch(pExchange, "Trace", "MonitorOn", m_pServer->m_bMonitorOn, m_oSettings.m_bMonitorOn);
 		ExchangeSwitch(pExchange, "Trace", "SaveMsg", m_pServer->m_bSaveMsg, m_oSettings.m_bSaveMsg);
-		IOX_Std(pExchange, "Monitor", "IPAddress", m_pServer->m_sMonitorIPAddress, m_oSettings.m_sMonitorIPAddress);
-		IOX_Std(pExchange, "Monitor", "Port", m_pServer->m_sMonitorPort, m_oSettings.m_sMonitorPort);
-		IOX_Std(pExchange, "Monitor", "MaxConnections", m_pServer->m_nMaxConnections, m_oSettings.m_nMaxConnections);
-		IOX_Std(pExchange,
-			"Monitor",
-			"ReserveConnections",
-			m_pServer->m_nReserveConnections,
-			m_oSettings.m_nReserveConnections);
+		ExchangeValue(pExchange, "IPAddress", m_pServer->m_sMonitorIPAddress, m_oSettings.m_sMonitorIPAddress);
+		ExchangeValue(pExchange, "Port", m_pServer->m_sMonitorPort, m_oSettings.m_sMonitorPort);
+		ExchangeValue(pExchange, "MaxConnections", m_pServer->m_nMaxConnections, m_oSettings.m_nMaxConnections);
+		ExchangeValue(
+			pExchange, "ReserveConnections", m_pServer->m_nReserveConnections, m_oSettings.m_nReserveConnections);
 		ExchangeSwitch(pExchange, "Monitor", "RequireLogin", m_pServer->m_bLoginRequired, false);
 		// User name and password never come from the file.
 		m_pServer->SetUser(m_oSettings.m_sUsername, m_oSettings.m_sPassword);
@@ -253,6 +250,20 @@ private:
 		bool bOn = rbSwitch;
 		IOX_Std(pExchange, pszSection, pszEntry, bOn, bDefault);
 		rbSwitch = bOn;
+	}
+
+	// Another thread may open the monitor port meanwhile.
+	template <class T>
+	void ExchangeValue(CVexIniOptionExchange* pExchange, const char* pszEntry, T& rValue, const T& rDefault)
+	{
+		T oValue;
+		{
+			CVexMutexLock oLock(m_pServer->m_oLockObjectMap);
+			oValue = rValue;
+		}
+		IOX_Std(pExchange, "Monitor", pszEntry, oValue, rDefault);
+		CVexMutexLock oLock(m_pServer->m_oLockObjectMap);
+		rValue = oValue;
 	}
 
 	CVexTraceServer* m_pServer;
@@ -714,16 +725,27 @@ void CVexTraceServer::StartTCPIPServer()
 	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
 		return;
 	auto poContainer = std::make_unique<CVexTraceServerContainer>(
-		m_nMaxConnections, 0, m_sMonitorIPAddress, static_cast<unsigned short>(m_sMonitorPort), *this);
+		nMaxConnections, 0, sAddress, static_cast<unsigned short>(nPort), *this);
 	CVexTraceServerContainer* const pContainer = poContainer.get();
 	{
 		CVexMutexLock oLockContainer(m_oLockObjectMap);
 		m_poServerContainer = poContainer.release();
 	}
 	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
-	pContainer->Listen(m_nReserveConnections);
+	pContainer->Listen(nReserveConnections);
 }
 
+	std::string sAddress;
+	int nPort = 0;
+	unsigned int nMaxConnections = 0;
+	unsigned int nReserveConnections = 0;
+	{
+		CVexMutexLock oLockOptions(m_oLockObjectMap);
+		sAddress = m_sMonitorIPAddress;
+		nPort = m_sMonitorPort;
+		nMaxConnections = m_nMaxConnections;
+		nReserveConnections = m_nReserveConnections;
+	}
 void CVexTraceServer::StopTCPIPServer()
 {
 	CVexMutexLock oLock(oLockTCPIPServer.m_oObject);

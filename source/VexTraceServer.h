@@ -153,7 +153,7 @@ protected:
 	std::atomic<int> m_nDefaultTraceLevels;
 	long m_nLastTraceObjectID = 1;    // the next identifier; guarded by m_oLockObjectMap
 	std::map<long, SObjectDesc> m_oObjectMap;
-	mutable CVexMutex m_oLockObjectMap;    // guards m_oObjectMap, and the user name and password
+	mutable CVexMutex m_oLockObjectMap;    // guards m_oObjectMap, and what the monitor port is opened with
 	long m_nActiveUserCount = 0;           // guarded by m_oLockActiveServer
 	std::string m_sMonitorIPAddress;
 	int m_sMonitorPort = 0;
