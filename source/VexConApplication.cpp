@@ -4,12 +4,12 @@
 #include "VexEchoInternal.h"
 #include "VexSignalEndInternal.h"
 #include "VexTraceServer.h"
+#include "VexTraceTextInternal.h"
 
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <sstream>
 
 namespace
 {
@@ -17,13 +17,10 @@ const unsigned int nAbortUserWaitMs = 1000;
 
 void TraceSignal(int nSignal, const char* pszConsequence)
 {
-	CVexTrace& rTrace = CVexTrace::m_oGlobalTrace;
-	CVexTraceServer* pServer = rTrace.GetServerObject(CVexTraceMsg::eWarning);
-	if (!pServer)
-		return;
-	std::ostringstream oStream;
-	oStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. " << pszConsequence;
-	rTrace.AddMsg(CVexTraceMsg::eWarning, oStream, pServer);
+	VexTraceText(CVexTrace::m_oGlobalTrace,
+		CVexTraceMsg::eWarning,
+		[&](std::ostream& rStream)
+		{ rStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. " << pszConsequence; });
 }
 }    // namespace
 
