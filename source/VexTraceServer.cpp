@@ -564,6 +564,15 @@ void CVexTraceServer::WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName)
 		MonitorMsg(oMsg, rsName.c_str());
 }
 
+// One write: lines of several processes on one terminal stay whole. Not by std::cerr, whose state belongs to the program.
+void CVexTraceServer::WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName)
+{
+	const std::string sLine = (m_bConsoleTorn ? "\n" : "") + oMsg.GetMsgText(rsName, ' ') + '\n';
+	const std::size_t nWritten = WriteToStandardError(sLine);
+	if (nWritten > 0)
+		m_bConsoleTorn = sLine[nWritten - 1] != '\n';
+}
+
 void CVexTraceServer::RaiseSyncFlag()
 {
 	++m_nSyncFlag;
@@ -575,15 +584,6 @@ void CVexTraceServer::RegisterObject(CVexTrace* pTraceObject)
 	// The monitors are asked first: no lock is held then.
 	const CContainerUse oContainer(*this);
 	int nRequested = 0;
-// One write: lines of several processes on one terminal stay whole. Not by std::cerr, whose state belongs to the program.
-void CVexTraceServer::WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName)
-{
-	const std::string sLine = (m_bConsoleTorn ? "\n" : "") + oMsg.GetMsgText(rsName, ' ') + '\n';
-	const std::size_t nWritten = WriteToStandardError(sLine);
-	if (nWritten > 0)
-		m_bConsoleTorn = sLine[nWritten - 1] != '\n';
-}
-
 	int nWatched = 0;
 	if (oContainer)
 	{
@@ -602,10 +602,11 @@ bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequeste
 {
 	CVexMutexLock oLock(m_oLockObjectMap);
 	// Looked at under the lock: two threads may register one object at once. An identifier of another server is none.
-	const bool bKnown = pTraceObject->IsKnownTo(*this);
-	const auto oFound = bKnown ? m_oObjectMap.find(pTraceObject->GetID()) : m_oObjectMap.end();
+	const long nID = pTraceObject->GetID();
+	const auto oFound = pTraceObject->IsKnownTo(*this, nID) ? m_oObjectMap.find(nID) : m_oObjectMap.end();
 	if (oFound != m_oObjectMap.end())
 	{
+		pTraceObject->SetID(*this, nID);
 		oFound->second.m_sObName = pTraceObject->GetName();
 		oFound->second.m_sClassName = pTraceObject->GetClassName();
 		if (pnRequested)
@@ -617,12 +618,22 @@ bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequeste
 	oDesc.m_sClassName = pTraceObject->GetClassName();
 	oDesc.m_nLevelsClients = GetTracelevelMask(static_cast<unsigned int>(nWatched));
 	oDesc.m_nLevelsLocal = m_nDefaultTraceLevels;
-	pTraceObject->SetID(m_nLastTraceObjectID);
-	pTraceObject->SetTraceLevels(GetLevels(oDesc));
-	pTraceObject->m_nServerSerial = m_nSerial;
+	const int nLevels = GetLevels(oDesc);
 	m_oObjectMap.emplace(m_nLastTraceObjectID, std::move(oDesc));
+	pTraceObject->SetTraceLevels(nLevels);
+	pTraceObject->SetID(*this, m_nLastTraceObjectID);
 	++m_nLastTraceObjectID;
 	return false;
+}
+
+// An entry with the object's names; -1 if there is none.
+long CVexTraceServer::FindObject(const CVexTrace& rTrace) const
+{
+	CVexMutexLock oLock(m_oLockObjectMap);
+	for (const auto& rEntry : m_oObjectMap)
+		if (rEntry.second.m_sObName == rTrace.GetName() && rEntry.second.m_sClassName == rTrace.GetClassName())
+			return rEntry.first;
+	return -1;
 }
 
 void CVexTraceServer::DeRegisterObject(long nObjectID)
@@ -724,17 +735,6 @@ void CVexTraceServer::StartTCPIPServer()
 	// In a child after fork nobody would forward anything.
 	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
 		return;
-	auto poContainer = std::make_unique<CVexTraceServerContainer>(
-		nMaxConnections, 0, sAddress, static_cast<unsigned short>(nPort), *this);
-	CVexTraceServerContainer* const pContainer = poContainer.get();
-	{
-		CVexMutexLock oLockContainer(m_oLockObjectMap);
-		m_poServerContainer = poContainer.release();
-	}
-	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
-	pContainer->Listen(nReserveConnections);
-}
-
 	std::string sAddress;
 	int nPort = 0;
 	unsigned int nMaxConnections = 0;
@@ -746,6 +746,17 @@ void CVexTraceServer::StartTCPIPServer()
 		nMaxConnections = m_nMaxConnections;
 		nReserveConnections = m_nReserveConnections;
 	}
+	auto poContainer = std::make_unique<CVexTraceServerContainer>(
+		nMaxConnections, 0, sAddress, static_cast<unsigned short>(nPort), *this);
+	CVexTraceServerContainer* const pContainer = poContainer.get();
+	{
+		CVexMutexLock oLockContainer(m_oLockObjectMap);
+		m_poServerContainer = poContainer.release();
+	}
+	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
+	pContainer->Listen(nReserveConnections);
+}
+
 void CVexTraceServer::StopTCPIPServer()
 {
 	CVexMutexLock oLock(oLockTCPIPServer.m_oObject);
@@ -829,7 +840,10 @@ int CVexTraceServer::GetTraceLevels(long nObjectID)
 void CVexTraceServer::RefreshLevels(CVexTrace& rTrace)
 {
 	CVexMutexLock oLock(m_oLockObjectMap);
-	const auto oFound = m_oObjectMap.find(rTrace.GetID());
+	const long nID = rTrace.GetID();
+	if (!rTrace.IsKnownTo(*this, nID))
+		return;    // another thread has given it to another server
+	const auto oFound = m_oObjectMap.find(nID);
 	rTrace.m_nSyncFlag = GetSyncFlag();
 	rTrace.SetTraceLevels(oFound == m_oObjectMap.end() ? m_nDefaultTraceLevels.load() : GetLevels(oFound->second));
 }

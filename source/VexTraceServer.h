@@ -189,10 +189,11 @@ private:
 	std::size_t WriteQueuedMsgs();
 	bool IsQueueEmpty();
 	void RefreshLevels(CVexTrace& rTrace);
+	long FindObject(const CVexTrace& rTrace) const;
 	int GetLevels(const SObjectDesc& rDesc) const;
 	void WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName);
-	void GetObjectName(long nID, std::string& rsName);
 	void WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName);
+	void GetObjectName(long nID, std::string& rsName);
 
 	// Rises with every change of levels of any server and of the active server: while it stands still, a trace object's
 	// own levels are current.
@@ -203,5 +204,5 @@ private:
 	int m_nContainerUsers = 0;               // guarded by m_oLockObjectMap
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
-};
 	bool m_bConsoleTorn = false;    // the last line on the console has no end
+};
