@@ -7,9 +7,9 @@
 #include "VexSignalEndInternal.h"
 #include "VexTraceServer.h"
 #include "VexTraceServerStd.h"
+#include "VexTraceTextInternal.h"
 
 #include <cstdlib>
-#include <sstream>
 #include <utility>
 
 namespace
@@ -167,12 +167,9 @@ void CVexBaseApplication::StopAtExit()
 
 void CVexBaseApplication::TraceText(CVexTraceMsg::ETraceLevel eLevel, const std::string& sText, int nLine)
 {
-	CVexTraceServer* pServer = m_oTrace.GetServerObject(eLevel);
-	if (!pServer)
-		return;
-	std::ostringstream oStream;
-	oStream << sText << "\tFile source/VexApplication Line " << nLine;
-	m_oTrace.AddMsg(eLevel, oStream, pServer);
+	VexTraceText(m_oTrace,
+		eLevel,
+		[&](std::ostream& rStream) { rStream << sText << "\tFile source/VexApplication Line " << nLine; });
 }
 
 CVexBaseApplication::CVexTraceEx::CVexTraceEx() : CVexTrace("CVexBaseApplication", nullptr, nullptr) {}

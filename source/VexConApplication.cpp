@@ -4,12 +4,12 @@
 #include "VexEchoInternal.h"
 #include "VexSignalEndInternal.h"
 #include "VexTraceServer.h"
+#include "VexTraceTextInternal.h"
 
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <sstream>
 
 namespace
 {
@@ -22,14 +22,13 @@ bool IsEndSignal(int nSignal)
 
 void TraceSignal(int nSignal)
 {
-	CVexTrace& rTrace = CVexTrace::m_oGlobalTrace;
-	CVexTraceServer* pServer = rTrace.GetServerObject(CVexTraceMsg::eWarning);
-	if (!pServer)
-		return;
-	std::ostringstream oStream;
-	oStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. "
-			<< (IsEndSignal(nSignal) ? "Die Anwendung wird beendet." : "Signal wird ignoriert.");
-	rTrace.AddMsg(CVexTraceMsg::eWarning, oStream, pServer);
+	VexTraceText(CVexTrace::m_oGlobalTrace,
+		CVexTraceMsg::eWarning,
+		[=](std::ostream& rStream)
+		{
+			rStream << "Signal-Handler: Signal " << nSignal << " aufgetreten. "
+					<< (IsEndSignal(nSignal) ? "Die Anwendung wird beendet." : "Signal wird ignoriert.");
+		});
 }
 }    // namespace
 

@@ -79,13 +79,13 @@ CVexTraceServer* CVexTrace::RegisterObject()
 	{
 		m_nID = -1;
 		m_bRegistered = false;
-		m_nServerSerial = 0;
+		m_nKey = 0;
 	}
 	else
 	{
 		try
 		{
-			if (!m_bRegistered || m_nServerSerial != pServer->m_nSerial)
+			if (!m_bRegistered || m_nKey != KeyOf(*pServer, m_nID))
 			{
 				pServer->RegisterObject(this);
 				m_bRegistered = true;
@@ -105,18 +105,19 @@ CVexTraceServer* CVexTrace::RegisterObject()
 
 void CVexTrace::DeRegisterObject()
 {
-	if (m_nID == -1)
+	const long nID = m_nID;
+	if (nID == -1)
 		return;
 	if (CVexTraceServer* pServer = CVexTraceServer::GetActiveServer())
 	{
-		// The identifiers of a server that is gone may belong to other objects by now.
-		if (IsKnownTo(*pServer))
+		// Only an identifier of this server: that of another one may belong to another object here.
+		if (IsKnownTo(*pServer, nID))
 			AddMsgSpecial(CVexTraceMsg::m_szMsgObjectDeleteReq.c_str(), pServer);
 		else
 			pServer->DecActiveUser();
 	}
 	m_nID = -1;
-	m_nServerSerial = 0;
+	m_nKey = 0;
 }
 
 CVexTraceServer* CVexTrace::GetServerObject(CVexTraceMsg::ETraceLevel eLevel)
@@ -130,25 +131,48 @@ CVexTraceServer* CVexTrace::GetServerObject(CVexTraceMsg::ETraceLevel eLevel)
 	return nullptr;
 }
 
-// Whether m_nID is this server's. An object that was given its identifier by SetID() belongs to whatever server asks.
-bool CVexTrace::IsKnownTo(const CVexTraceServer& rServer) const
+// Identifier and server in one word. While another thread gives the object to another server, it does not fit m_nID.
+unsigned CVexTrace::KeyOf(const CVexTraceServer& rServer, long nID)
 {
-	const unsigned nSerial = m_nServerSerial;
-	return nSerial == 0 || nSerial == rServer.m_nSerial;
+	return rServer.m_nSerial * 0x9E3779B1u + static_cast<unsigned>(nID);
 }
 
+bool CVexTrace::IsKnownTo(const CVexTraceServer& rServer, long nID) const
+{
+	const unsigned nKey = m_nKey;
+	return nKey == KeyOf(rServer, nID) || (nKey == 0 && nID != -1);
+}
+
+void CVexTrace::SetID(const CVexTraceServer& rServer, long nID)
+{
+	m_nKey = KeyOf(rServer, nID);
+	m_nID = nID;
+}
+
+// The identifier under which this server knows the object. While servers change it may have got one of another server;
+// then the entry of its names counts, or it is entered anew. -1 if no server has known it yet.
+long CVexTrace::FindID(CVexTraceServer& rServer)
+{
+	const long nID = m_nID;
+	if (IsKnownTo(rServer, nID))
+		return nID;
+	const long nNamesake = rServer.FindObject(*this);
+	if (nNamesake != -1 || nID == -1)
+		return nNamesake;
+	rServer.RegisterObject(this);
+	return rServer.FindObject(*this);
+}
+
+// Tracing never fails visibly: without memory the message disappears.
 void CVexTrace::HandOver(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, CVexTraceServer* pServer)
 {
-	// While servers change, another thread may have got an identifier of the next one for this object.
-	if (!pszText || !IsKnownTo(*pServer))
-		return;
 	try
 	{
-		pServer->AddMsg(new CVexTraceMsg(eLevel, m_nID, pszText));
+		if (pszText)
+			pServer->AddMsg(new CVexTraceMsg(eLevel, FindID(*pServer), pszText));
 	}
 	catch (const std::bad_alloc&)
 	{
-		// Tracing never fails visibly: without memory the message disappears.
 	}
 }
 
@@ -201,6 +225,7 @@ long CVexTrace::GetID() const
 void CVexTrace::SetID(long nID)
 {
 	m_nID = nID;
+	m_nKey = 0;
 }
 
 const std::string& CVexTrace::GetName() const

@@ -41,7 +41,7 @@ public:
 
 	virtual ~CVexTrace();
 
-	// -1 while no trace server knows the object.
+	// -1 while no trace server knows the object. An identifier that SetID() sets counts for whatever server asks.
 	long GetID() const;
 	void SetID(long nID);
 	const std::string& GetName() const;
@@ -85,7 +85,10 @@ private:
 	friend class CVexTraceServer;
 
 	bool IsKnownOff(CVexTraceMsg::ETraceLevel eLevel) const;
-	bool IsKnownTo(const CVexTraceServer& rServer) const;
+	static unsigned KeyOf(const CVexTraceServer& rServer, long nID);
+	bool IsKnownTo(const CVexTraceServer& rServer, long nID) const;
+	void SetID(const CVexTraceServer& rServer, long nID);
+	long FindID(CVexTraceServer& rServer);
 	void HandOver(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, CVexTraceServer* pServer);
 
 	std::atomic<long> m_nID{ -1 };
@@ -93,7 +96,7 @@ private:
 	std::string m_sObName;
 	std::string m_sClassName;
 	std::atomic<bool> m_bRegistered{ false };
-	std::atomic<long> m_nSyncFlag{ 0 };            // the server's change counter when the levels were fetched
-	std::atomic<unsigned> m_nSeenChange{ 0 };      // CVexTraceServer::m_nChange when the levels were fetched; 0: never
-	std::atomic<unsigned> m_nServerSerial{ 0 };    // the server that gave m_nID; 0: none
+	std::atomic<long> m_nSyncFlag{ 0 };          // the server's change counter when the levels were fetched
+	std::atomic<unsigned> m_nSeenChange{ 0 };    // CVexTraceServer::m_nChange when the levels were fetched; 0: never
+	std::atomic<unsigned> m_nKey{ 0 };           // KeyOf() m_nID and the server that gave it; 0: no server did
 };

@@ -13,8 +13,11 @@
 #include "VexTraceServerInternal.h"
 
 #include <malloc.h>
+#include <unistd.h>
 
-#include <iostream>
+#include <cerrno>
+#include <csignal>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -23,6 +26,7 @@ namespace
 const unsigned int nWakeUpIntervalMs = 3000;
 const std::size_t nWakeUpLength = 250;    // more messages than these wake the thread at once
 const std::size_t nQueueCapacity = 500;
+const std::size_t nKeptCapacity = 1000;    // a queue that has grown beyond is not kept
 const std::size_t nBurstLength = 10000;
 
 CVexImmortal<CVexMutex> oLockActiveServer;
@@ -42,6 +46,59 @@ std::atomic<bool> bDrained{ false };
 std::string GetTraceIniName()
 {
 	return CVexProcess::GetCurrentProgDir() + "Trace.ini";
+}
+
+// Keeps the calling thread from the SIGPIPE of its own writes; the process's handling of the signal stays as it is.
+class CWithoutSigPipe
+{
+public:
+	CWithoutSigPipe()
+	{
+		sigset_t oPending;
+		sigpending(&oPending);
+		m_bWasPending = sigismember(&oPending, SIGPIPE) == 1;
+		sigemptyset(&m_oSigPipe);
+		sigaddset(&m_oSigPipe, SIGPIPE);
+		pthread_sigmask(SIG_BLOCK, &m_oSigPipe, &m_oBefore);
+	}
+	~CWithoutSigPipe()
+	{
+		const timespec oAtOnce = {};
+		while (m_bRaised && !m_bWasPending && sigtimedwait(&m_oSigPipe, nullptr, &oAtOnce) == -1 && errno == EINTR)
+			continue;
+		pthread_sigmask(SIG_SETMASK, &m_oBefore, nullptr);
+	}
+	CWithoutSigPipe(const CWithoutSigPipe&) = delete;
+	CWithoutSigPipe& operator=(const CWithoutSigPipe&) = delete;
+
+	// A write has failed with EPIPE.
+	void SetRaised() { m_bRaised = true; }
+
+private:
+	sigset_t m_oSigPipe;
+	sigset_t m_oBefore;
+	bool m_bWasPending;
+	bool m_bRaised = false;
+};
+
+// The number of bytes that could be written.
+std::size_t WriteToStandardError(const std::string& rsText)
+{
+	CWithoutSigPipe oWithoutSigPipe;
+	std::size_t nWritten = 0;
+	while (nWritten < rsText.size())
+	{
+		const ssize_t nBytes = write(STDERR_FILENO, rsText.data() + nWritten, rsText.size() - nWritten);
+		if (nBytes >= 0)
+			nWritten += static_cast<std::size_t>(nBytes);
+		else if (errno != EINTR)
+		{
+			if (errno == EPIPE)
+				oWithoutSigPipe.SetRaised();
+			break;
+		}
+	}
+	return nWritten;
 }
 
 void JoinNames(const CVexTraceServer::SObjectDesc& rDesc, std::string& rsName)
@@ -146,14 +203,11 @@ protected:
 		ExchangeSwitch(pExchange, "Trace", "ConsoleOutput", m_pServer->m_bConsoleOuput, m_oSettings.m_bConsoleOuput);
 		ExchangeSwitch(pExchange, "Trace", "MonitorOn", m_pServer->m_bMonitorOn, m_oSettings.m_bMonitorOn);
 		ExchangeSwitch(pExchange, "Trace", "SaveMsg", m_pServer->m_bSaveMsg, m_oSettings.m_bSaveMsg);
-		IOX_Std(pExchange, "Monitor", "IPAddress", m_pServer->m_sMonitorIPAddress, m_oSettings.m_sMonitorIPAddress);
-		IOX_Std(pExchange, "Monitor", "Port", m_pServer->m_sMonitorPort, m_oSettings.m_sMonitorPort);
-		IOX_Std(pExchange, "Monitor", "MaxConnections", m_pServer->m_nMaxConnections, m_oSettings.m_nMaxConnections);
-		IOX_Std(pExchange,
-			"Monitor",
-			"ReserveConnections",
-			m_pServer->m_nReserveConnections,
-			m_oSettings.m_nReserveConnections);
+		ExchangeValue(pExchange, "IPAddress", m_pServer->m_sMonitorIPAddress, m_oSettings.m_sMonitorIPAddress);
+		ExchangeValue(pExchange, "Port", m_pServer->m_sMonitorPort, m_oSettings.m_sMonitorPort);
+		ExchangeValue(pExchange, "MaxConnections", m_pServer->m_nMaxConnections, m_oSettings.m_nMaxConnections);
+		ExchangeValue(
+			pExchange, "ReserveConnections", m_pServer->m_nReserveConnections, m_oSettings.m_nReserveConnections);
 		ExchangeSwitch(pExchange, "Monitor", "RequireLogin", m_pServer->m_bLoginRequired, false);
 		// User name and password never come from the file.
 		m_pServer->SetUser(m_oSettings.m_sUsername, m_oSettings.m_sPassword);
@@ -196,6 +250,20 @@ private:
 		bool bOn = rbSwitch;
 		IOX_Std(pExchange, pszSection, pszEntry, bOn, bDefault);
 		rbSwitch = bOn;
+	}
+
+	// Another thread may open the monitor port meanwhile.
+	template <class T>
+	void ExchangeValue(CVexIniOptionExchange* pExchange, const char* pszEntry, T& rValue, const T& rDefault)
+	{
+		T oValue;
+		{
+			CVexMutexLock oLock(m_pServer->m_oLockObjectMap);
+			oValue = rValue;
+		}
+		IOX_Std(pExchange, "Monitor", pszEntry, oValue, rDefault);
+		CVexMutexLock oLock(m_pServer->m_oLockObjectMap);
+		rValue = oValue;
 	}
 
 	CVexTraceServer* m_pServer;
@@ -428,7 +496,14 @@ void CVexTraceServer::AddMsg(CVexTraceMsg* pMsg)
 	{
 		std::unique_ptr<CVexTraceMsg> poMsg(pMsg);
 		CVexMutexLock oLock(m_oLockMsgArray);
-		m_oMsgArray.push_back(poMsg.get());
+		try
+		{
+			m_oMsgArray.push_back(poMsg.get());
+		}
+		catch (const std::bad_alloc&)
+		{
+			return;    // no memory: the message disappears
+		}
 		static_cast<void>(poMsg.release());    // the queue owns it
 		// Not for every further one: the event keeps the signal until the thread waits again.
 		bWakeUp = m_oMsgArray.size() > nWakeUpLength && m_oMsgArray.size() % nWakeUpLength == 1;
@@ -444,8 +519,9 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	if (m_nNextInRound == m_apRound.size())
 	{
 		m_nNextInRound = 0;
-		m_apRound = std::vector<CVexTraceMsg*>();
-		m_apRound.reserve(nQueueCapacity);
+		if (m_apRound.capacity() > nKeptCapacity)
+			m_apRound = std::vector<CVexTraceMsg*>();
+		m_apRound.clear();
 		CVexMutexLock oLock(m_oLockMsgArray);
 		m_apRound.swap(m_oMsgArray);
 	}
@@ -454,10 +530,17 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	while (m_nNextInRound < m_apRound.size())
 	{
 		const std::unique_ptr<CVexTraceMsg> poMsg(m_apRound[m_nNextInRound++]);
-		if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
-			DeRegisterObject(poMsg->GetID());
-		else
-			WriteMsg(*poMsg, sName);
+		try
+		{
+			if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
+				DeRegisterObject(poMsg->GetID());
+			else
+				WriteMsg(*poMsg, sName);
+		}
+		catch (const std::exception&)
+		{
+			// No memory for it: this message is dropped.
+		}
 		VexSignalEnd::CountProgress();
 	}
 	return nMsgs;
@@ -477,13 +560,18 @@ void CVexTraceServer::WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName)
 	if (m_bSaveMsg)
 		SaveMsg(oMsg, rsName.c_str());
 	if (m_bConsoleOuput)
-	{
-		// One write: lines of several processes on one terminal stay whole.
-		const std::string sLine = oMsg.GetMsgText(rsName, ' ') + '\n';
-		std::cerr.write(sLine.data(), static_cast<std::streamsize>(sLine.size())).flush();
-	}
+		WriteConsole(oMsg, rsName);
 	if (m_bMonitorOn)
 		MonitorMsg(oMsg, rsName.c_str());
+}
+
+// One write: lines of several processes on one terminal stay whole. Not by std::cerr, whose state belongs to the program.
+void CVexTraceServer::WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName)
+{
+	const std::string sLine = (m_bConsoleTorn ? "\n" : "") + oMsg.GetMsgText(rsName, ' ') + '\n';
+	const std::size_t nWritten = WriteToStandardError(sLine);
+	if (nWritten > 0)
+		m_bConsoleTorn = sLine[nWritten - 1] != '\n';
 }
 
 void CVexTraceServer::RaiseSyncFlag()
@@ -515,10 +603,11 @@ bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequeste
 {
 	CVexMutexLock oLock(m_oLockObjectMap);
 	// Looked at under the lock: two threads may register one object at once. An identifier of another server is none.
-	const bool bKnown = pTraceObject->IsKnownTo(*this);
-	const auto oFound = bKnown ? m_oObjectMap.find(pTraceObject->GetID()) : m_oObjectMap.end();
+	const long nID = pTraceObject->GetID();
+	const auto oFound = pTraceObject->IsKnownTo(*this, nID) ? m_oObjectMap.find(nID) : m_oObjectMap.end();
 	if (oFound != m_oObjectMap.end())
 	{
+		pTraceObject->SetID(*this, nID);
 		oFound->second.m_sObName = pTraceObject->GetName();
 		oFound->second.m_sClassName = pTraceObject->GetClassName();
 		if (pnRequested)
@@ -530,12 +619,22 @@ bool CVexTraceServer::EnterObject(CVexTrace* pTraceObject, const int* pnRequeste
 	oDesc.m_sClassName = pTraceObject->GetClassName();
 	oDesc.m_nLevelsClients = GetTracelevelMask(static_cast<unsigned int>(nWatched));
 	oDesc.m_nLevelsLocal = m_nDefaultTraceLevels;
-	pTraceObject->SetID(m_nLastTraceObjectID);
-	pTraceObject->SetTraceLevels(GetLevels(oDesc));
-	pTraceObject->m_nServerSerial = m_nSerial;
+	const int nLevels = GetLevels(oDesc);
 	m_oObjectMap.emplace(m_nLastTraceObjectID, std::move(oDesc));
+	pTraceObject->SetTraceLevels(nLevels);
+	pTraceObject->SetID(*this, m_nLastTraceObjectID);
 	++m_nLastTraceObjectID;
 	return false;
+}
+
+// An entry with the object's names; -1 if there is none.
+long CVexTraceServer::FindObject(const CVexTrace& rTrace) const
+{
+	CVexMutexLock oLock(m_oLockObjectMap);
+	for (const auto& rEntry : m_oObjectMap)
+		if (rEntry.second.m_sObName == rTrace.GetName() && rEntry.second.m_sClassName == rTrace.GetClassName())
+			return rEntry.first;
+	return -1;
 }
 
 void CVexTraceServer::DeRegisterObject(long nObjectID)
@@ -637,15 +736,26 @@ void CVexTraceServer::StartTCPIPServer()
 	// In a child after fork nobody would forward anything.
 	if (!m_bMonitorOn || m_poServerContainer || !m_pServerThread)
 		return;
+	std::string sAddress;
+	int nPort = 0;
+	unsigned int nMaxConnections = 0;
+	unsigned int nReserveConnections = 0;
+	{
+		CVexMutexLock oLockOptions(m_oLockObjectMap);
+		sAddress = m_sMonitorIPAddress;
+		nPort = m_sMonitorPort;
+		nMaxConnections = m_nMaxConnections;
+		nReserveConnections = m_nReserveConnections;
+	}
 	auto poContainer = std::make_unique<CVexTraceServerContainer>(
-		m_nMaxConnections, 0, m_sMonitorIPAddress, static_cast<unsigned short>(m_sMonitorPort), *this);
+		nMaxConnections, 0, sAddress, static_cast<unsigned short>(nPort), *this);
 	CVexTraceServerContainer* const pContainer = poContainer.get();
 	{
 		CVexMutexLock oLockContainer(m_oLockObjectMap);
 		m_poServerContainer = poContainer.release();
 	}
 	// Now that what the first clients ask for reaches the objects. Nobody deletes it while the port's lock is held.
-	pContainer->Listen(m_nReserveConnections);
+	pContainer->Listen(nReserveConnections);
 }
 
 void CVexTraceServer::StopTCPIPServer()
@@ -731,7 +841,10 @@ int CVexTraceServer::GetTraceLevels(long nObjectID)
 void CVexTraceServer::RefreshLevels(CVexTrace& rTrace)
 {
 	CVexMutexLock oLock(m_oLockObjectMap);
-	const auto oFound = m_oObjectMap.find(rTrace.GetID());
+	const long nID = rTrace.GetID();
+	if (!rTrace.IsKnownTo(*this, nID))
+		return;    // another thread has given it to another server
+	const auto oFound = m_oObjectMap.find(nID);
 	rTrace.m_nSyncFlag = GetSyncFlag();
 	rTrace.SetTraceLevels(oFound == m_oObjectMap.end() ? m_nDefaultTraceLevels.load() : GetLevels(oFound->second));
 }

@@ -153,7 +153,7 @@ protected:
 	std::atomic<int> m_nDefaultTraceLevels;
 	long m_nLastTraceObjectID = 1;    // the next identifier; guarded by m_oLockObjectMap
 	std::map<long, SObjectDesc> m_oObjectMap;
-	mutable CVexMutex m_oLockObjectMap;    // guards m_oObjectMap, and the user name and password
+	mutable CVexMutex m_oLockObjectMap;    // guards m_oObjectMap, and what the monitor port is opened with
 	long m_nActiveUserCount = 0;           // guarded by m_oLockActiveServer
 	std::string m_sMonitorIPAddress;
 	int m_sMonitorPort = 0;
@@ -189,8 +189,10 @@ private:
 	std::size_t WriteQueuedMsgs();
 	bool IsQueueEmpty();
 	void RefreshLevels(CVexTrace& rTrace);
+	long FindObject(const CVexTrace& rTrace) const;
 	int GetLevels(const SObjectDesc& rDesc) const;
 	void WriteMsg(const CVexTraceMsg& oMsg, std::string& rsName);
+	void WriteConsole(const CVexTraceMsg& oMsg, const std::string& rsName);
 	void GetObjectName(long nID, std::string& rsName);
 
 	// Rises with every change of levels of any server and of the active server: while it stands still, a trace object's
@@ -203,4 +205,5 @@ private:
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
 	CTraceServerThread* m_pLeftThread = nullptr;    // ended, but a user of the server may still use it
+	bool m_bConsoleTorn = false;                    // the last line on the console has no end
 };

@@ -3,8 +3,14 @@
 #include "VexTimeInternal.h"
 #include "VexTraceMsgInternal.h"
 
+#include <ext/stdio_filebuf.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace
 {
@@ -23,6 +29,31 @@ bool IsOnDay(const CVexLocalTime& oTime, const CVexLocalTime& oDate)
 {
 	const long long nIntoDay = oTime.GetHighResolutionLocaltime() - oDate.GetHighResolutionLocaltime();
 	return nIntoDay >= 0 && nIntoDay < static_cast<long long>(VexTime::nTicksPerDay);
+}
+
+// Like open(); -1 if it fails. Never one of the first three descriptors: in a program that was started without them the
+// file would be its standard output or standard error.
+int OpenDescriptor(const std::string& sName, int nFlags)
+{
+	const int nFile = open(sName.c_str(), nFlags | O_CLOEXEC, 0666);
+	if (nFile < 0 || nFile > STDERR_FILENO)
+		return nFile;
+	const int nHigher = fcntl(nFile, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+	close(nFile);
+	return nHigher;
+}
+
+bool IsLastLineTorn(const std::string& sName)
+{
+	struct stat oStatus = {};
+	if (stat(sName.c_str(), &oStatus) != 0 || !S_ISREG(oStatus.st_mode) || oStatus.st_size == 0)
+		return false;
+	const int nFile = OpenDescriptor(sName, O_RDONLY);
+	char cLast = '\n';
+	const bool bRead = nFile >= 0 && pread(nFile, &cLast, 1, oStatus.st_size - 1) == 1;
+	if (nFile >= 0)
+		close(nFile);
+	return bRead && cLast != '\n';
 }
 }    // namespace
 
@@ -58,36 +89,39 @@ void CVexTraceServerStd::SwitchTraceFile(const CVexLocalTime& oTime)
 		static_cast<unsigned>(oDate.GetYear()),
 		static_cast<unsigned>(oDate.GetMonth()),
 		static_cast<unsigned>(oDate.GetDay()));
-	const std::string sName = m_sCurFilePath + szName + m_sFileExt;
-	m_oCurFile.clear();
-	// Unbuffered: every line is one write, nothing of a line that failed is written later, and a child after fork
-	// inherits no unwritten bytes.
-	m_oCurFile.rdbuf()->pubsetbuf(nullptr, 0);
-	m_oCurFile.open(sName, std::ios::out | std::ios::app);
-	if (m_bLineTorn && m_oCurFile.is_open())
-		EndTornLine(sName);
+	OpenFile(m_sCurFilePath + szName + m_sFileExt);
 }
 
-// After a full disk: ends what was written of the last line, so that the next one stands alone.
-void CVexTraceServerStd::EndTornLine(const std::string& sName)
+void CVexTraceServerStd::OpenFile(const std::string& sName)
 {
-	std::ifstream oFile(sName, std::ios::in | std::ios::binary);
-	oFile.seekg(-1, std::ios::end);
-	const int cLast = oFile.get();
-	m_bLineTorn = oFile.good() && cLast != '\n' && !m_oCurFile.put('\n');
+	// A stream cannot open a file with these flags, but take a buffer over that has it.
+	const int nFile = OpenDescriptor(sName, O_WRONLY | O_APPEND | O_CREAT);
+	if (nFile < 0)
+		return;
+	// Unbuffered: every line is one write, nothing of a line that failed is written later, and a child after fork
+	// inherits no unwritten bytes.
+	__gnu_cxx::stdio_filebuf<char> oBuffer(nFile, std::ios::out | std::ios::app, 1);
+	if (!oBuffer.is_open())
+		close(nFile);
+	*m_oCurFile.rdbuf() = std::move(oBuffer);
+	m_oCurFile.clear();
+	m_bLineTorn = IsLastLineTorn(sName);
 }
 
 bool CVexTraceServerStd::SaveMsg(const CVexTraceMsg& oMsg, const char* pszObjectName)
 {
 	SwitchTraceFile(oMsg.GetTime());
 	const char* pszObject = pszObjectName ? pszObjectName : "Unknown ";
-	m_sLine.clear();
+	m_sLine.assign(m_bLineTorn ? "\n" : "");
 	VexAppendMsgText(m_sLine, oMsg, pszObject, std::strlen(pszObject), '\t');
 	m_sLine += '\n';
-	if (m_oCurFile.is_open() && !m_oCurFile.write(m_sLine.data(), static_cast<std::streamsize>(m_sLine.size())))
+	if (m_oCurFile.is_open())
 	{
-		m_bLineTorn = true;
-		m_oCurFile.close();
+		// What is left of a line that could not be written is found when the file is opened again.
+		if (m_oCurFile.write(m_sLine.data(), static_cast<std::streamsize>(m_sLine.size())))
+			m_bLineTorn = false;
+		else
+			m_oCurFile.close();
 	}
 	if (m_sLine.capacity() > nKeptCapacity)
 		m_sLine = std::string();

@@ -11,6 +11,8 @@
 // Appends one line per message to the file path + "Trace" + YYYYMMDD + extension, chosen by the message's own time
 // stamp: time stamp, tab, level name, tab, object name, "/", class name, tab, text. One write per line. Files are
 // never truncated nor deleted. A line that cannot be written is lost silently; the next one tries to open the file again.
+// A last line without an end, of this run or an earlier one, is ended first. Programs that are started do not inherit
+// the file.
 class CVexTraceServerStd : public CVexTraceServer
 {
 public:
@@ -24,12 +26,12 @@ public:
 
 private:
 	void SwitchTraceFile(const CVexLocalTime& oTime);
-	void EndTornLine(const std::string& sName);
+	void OpenFile(const std::string& sName);
 
 	CVexLocalTime m_oCurFileDate;    // at 00:00:00
 	std::string m_sCurFilePath;
 	std::string m_sFileExt;
 	std::ofstream m_oCurFile;
 	std::string m_sLine;         // kept for its memory
-	bool m_bLineTorn = false;    // the last line may have been written in part
+	bool m_bLineTorn = false;    // the file's last line has no end
 };

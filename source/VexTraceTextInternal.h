@@ -5,6 +5,7 @@
 #include "VexTrace.h"
 #include "VexTraceServer.h"
 
+#include <locale>
 #include <sstream>
 
 #pragma GCC visibility push(hidden)
@@ -17,6 +18,7 @@ void VexTraceText(CVexTrace& rTrace, CVexTraceMsg::ETraceLevel eLevel, TFill oFi
 	if (!pServer)
 		return;
 	std::ostringstream oStream;
+	oStream.imbue(std::locale::classic());    // numbers without the grouping of the program's own locale
 	oFill(static_cast<std::ostream&>(oStream));
 	rTrace.AddMsg(eLevel, oStream, pServer);
 }

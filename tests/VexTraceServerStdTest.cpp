@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace
 {
@@ -27,7 +29,7 @@ CVexLocalTime At(unsigned int nDay, unsigned int nHour, int nZone = 0)
 TEST(CVexTraceServerStd, EveryDayHasItsFileAndNothingIsTruncated)
 {
 	CTempFolder oFolder;
-	oFolder.WriteFile("Trace20091231.log", "an earlier run\n");
+	oFolder.WriteFile("Trace20091231.log", "an earlier run, torn");
 	{
 		CVexTraceServerStd oServer(oFolder.Path("").c_str(), nullptr);
 		for (const char* szText : { "a", "c" })
@@ -40,7 +42,7 @@ TEST(CVexTraceServerStd, EveryDayHasItsFileAndNothingIsTruncated)
 			"30.12.2009 18:05:03.042\tINFO\to/C\ta\n30.12.2009 18:05:03.042\tINFO\to/C\tc\n");
 	}
 	EXPECT_EQ(oFolder.ReadFile("Trace20091231.log"),
-		"an earlier run\n31.12.2009 18:05:03.042\tINFO\tUnknown \ta\n31.12.2009 18:05:03.042\tINFO\tUnknown \tc\n");
+		"an earlier run, torn\n31.12.2009 18:05:03.042\tINFO\tUnknown \ta\n31.12.2009 18:05:03.042\tINFO\tUnknown \tc\n");
 }
 
 TEST(CVexTraceServerStd, FileOfTheUtcDayKept)
@@ -49,6 +51,28 @@ TEST(CVexTraceServerStd, FileOfTheUtcDayKept)
 	CVexTraceServerStd oServer(oFolder.Path("prefix-").c_str(), "txt");    // used as they stand
 	oServer.SaveMsg(CDatedMsg(At(31, 1, 3), "still the 30th in UTC"), "o");
 	EXPECT_TRUE(oFolder.HasFile("prefix-Trace20091230txt"));
+}
+
+TEST(CVexTraceServerStd, FileIsInheritedByNoProgramAndIsNeverStandardError)
+{
+	CTempFolder oFolder;
+	CVexTraceServerStd oServer(oFolder.Path("").c_str(), nullptr);
+	const int nBefore = dup(STDERR_FILENO);
+	close(STDERR_FILENO);
+	oServer.SaveMsg(CDatedMsg(At(30, 1), "x"), "o");
+	EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFD), -1);
+	dup2(nBefore, STDERR_FILENO);
+	close(nBefore);
+	int nFound = 0;
+	for (const auto& rEntry : std::filesystem::directory_iterator("/proc/self/fd"))
+	{
+		std::error_code oClosed;
+		if (std::filesystem::read_symlink(rEntry, oClosed) != oFolder.Path("Trace20091230.log"))
+			continue;
+		++nFound;
+		EXPECT_EQ(fcntl(std::stoi(rEntry.path().filename()), F_GETFD), FD_CLOEXEC);
+	}
+	EXPECT_EQ(nFound, 1);
 }
 
 // A limit on the size of files stands for the full disk: the line that does not fit is lost, the next one is whole.

@@ -7,7 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <iostream>
 #include <memory>
+#include <new>
+#include <unistd.h>
 
 namespace
 {
@@ -19,6 +24,46 @@ struct CTestServer : CRecordingServer
 	~CTestServer() override { StopServer(); }    // before the thread could see a part of the object only
 	using CVexTraceServer::DeRegisterObject;
 	using CVexTraceServer::StopServer;
+
+protected:
+	bool SaveMsg(const CVexTraceMsg& oMsg, const char* pszObjectName) override
+	{
+		if (oMsg.GetText() == "no memory")
+			throw std::bad_alloc();
+		return CRecordingServer::SaveMsg(oMsg, pszObjectName);
+	}
+};
+
+// A pipe in the place of descriptor 2. Neither end blocks.
+class CStderrPipe
+{
+public:
+	CStderrPipe()
+	{
+		pipe2(m_anEnds, O_NONBLOCK);
+		dup2(m_anEnds[1], STDERR_FILENO);
+	}
+	~CStderrPipe()
+	{
+		dup2(m_nBefore, STDERR_FILENO);
+		for (const int nEnd : { m_anEnds[0], m_anEnds[1], m_nBefore })
+			close(nEnd);
+	}
+	CStderrPipe(const CStderrPipe&) = delete;
+	CStderrPipe& operator=(const CStderrPipe&) = delete;
+
+	std::string Read()
+	{
+		std::string sText(1 << 20, '\0');
+		const ssize_t nRead = read(m_anEnds[0], sText.data(), sText.size());
+		sText.resize(static_cast<std::size_t>(std::max<ssize_t>(nRead, 0)));
+		return sText;
+	}
+	void LoseReader() { close(std::exchange(m_anEnds[0], -1)); }
+
+private:
+	const int m_nBefore = dup(STDERR_FILENO);
+	int m_anEnds[2] = {};
 };
 
 TEST(CVexTraceServer, ListsItsObjectsAndTheirLevels)
@@ -94,6 +139,60 @@ TEST(CVexTraceServer, SwitchesDecideWhereLinesGo)
 	EXPECT_EQ(oServer.Lines(), (std::vector<std::string>{ "o/C both" }));
 	oServer.WaitUntilWritten();    // the thread has left the console
 	EXPECT_NE(testing::internal::GetCapturedStderr().find(" INFO o/C both\n"), std::string::npos);
+}
+
+TEST(CVexTraceServer, ConsoleLosesOnlyTheLinesThatCannotBeWritten)
+{
+	CTestServer oServer(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr);
+	oServer.SetConsoleOutput(true);
+	signal(SIGPIPE, SIG_DFL);
+	const auto Trace = [&](const std::string& sText)
+	{
+		oTrace.AddMsg(CVexTraceMsg::eInfo, sText.c_str());
+		oServer.WaitUntilWritten();
+		oServer.WaitUntilWritten();    // the thread has left the console
+	};
+	{
+		CStderrPipe oPipe;
+		Trace(std::string(200000, 'x'));    // more than a pipe takes: torn
+		Trace("lost");
+		EXPECT_EQ(oPipe.Read().find("lost"), std::string::npos);
+		Trace("whole");
+		const std::string sText = oPipe.Read();
+		EXPECT_EQ(sText.substr(0, 1), "\n");    // ends the torn line
+		EXPECT_NE(sText.find(" INFO o/C whole\n"), std::string::npos);
+		oPipe.LoseReader();
+		Trace("without a reader");
+	}
+	CStderrPipe oPipe;
+	Trace("again");
+	EXPECT_NE(oPipe.Read().find(" INFO o/C again\n"), std::string::npos);
+	EXPECT_TRUE(std::cerr.good());
+}
+
+TEST(CVexTraceServer, MessageWithoutMemoryIsDroppedAndTracingGoesOn)
+{
+	CTestServer oServer(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr);
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "no memory");
+	oTrace.AddMsg(CVexTraceMsg::eInfo, "next");
+	EXPECT_EQ(oServer.Lines(), (std::vector<std::string>{ "o/C next" }));
+}
+
+// Only the thread sanitizer sees a fault.
+TEST(CVexTraceServer, OptionsAreReadWhileTheMonitorPortOpensAndCloses)
+{
+	CTestServer oServer(CVexTraceMsg::eInfo);
+	std::thread oReader(
+		[&]
+		{
+			for (int i = 0; i < 200; ++i)
+				oServer.ReadOptionsFromIniFile();
+		});
+	for (int i = 0; i < 200; ++i)
+		oServer.SetTCPIPMonitorOn(i % 2 == 0);
+	oReader.join();
 }
 
 TEST(CVexTraceServer, PasswordIsKeptAndGivenBackScrambledKept)

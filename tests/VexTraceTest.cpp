@@ -2,8 +2,11 @@
 
 #include "support/RecordingServer.h"
 
+#include "VexTraceTextInternal.h"
+
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <memory>
 #include <thread>
 
@@ -42,13 +45,56 @@ TEST(CVexTrace, RegistersWithTheFirstMessageAndWithEveryNewServer)
 	oTrace.AddMsg(CVexTraceMsg::eInfo, "second");
 	EXPECT_EQ(poServer->GetObjectName(1), "p/C");
 
+	CVexTraceServer* const pUse = oTrace.GetServerObject(CVexTraceMsg::eInfo);
 	CRecordingServer oOther(CVexTraceMsg::eError);    // active now, and no call in between
 	CVexTrace oFirst("F", "f", nullptr);
 	oFirst.AddMsg(CVexTraceMsg::eError, "takes identifier 1 there");
+	oTrace.AddMsg(
+		CVexTraceMsg::eError, "for a server that does not know the object", CVexTraceServer::GetActiveServer());
 	oTrace.AddMsg(CVexTraceMsg::eInfo, "off there");
 	oTrace.AddMsg(CVexTraceMsg::eError, "third");
 	EXPECT_EQ(oTrace.GetID(), 2);
-	EXPECT_EQ(oOther.Lines(), (Lines{ "f/F takes identifier 1 there", "p/C third" }));
+	EXPECT_EQ(oOther.Lines(),
+		(Lines{ "f/F takes identifier 1 there", "p/C for a server that does not know the object", "p/C third" }));
+	oTrace.AddMsg(CVexTraceMsg::eError, "late", pUse);
+	EXPECT_EQ(poServer->Lines(), (Lines{ "o/C first", "p/C second", "p/C late" }));
+}
+
+TEST(CVexTrace, NoLineIsLostOrNamedWrongWhileServersAlternate)
+{
+	CRecordingServer oServer(CVexTraceMsg::eInfo), oOther(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr), oOnlyThere("X", "x", nullptr);
+	oOther.RegisterObject(&oOnlyThere);
+	std::atomic<int> nRunning{ 3 };
+	const auto Trace = [&]
+	{
+		for (int i = 0; i < 20000; ++i)
+			oTrace.AddMsg(CVexTraceMsg::eInfo, "line");
+		--nRunning;
+	};
+	std::thread oFirst(Trace), oSecond(Trace), oThird(Trace);
+	for (bool bOther = false; nRunning != 0; bOther = !bOther)
+		CVexTraceServer::SetActiveServer(bOther ? &oOther : &oServer);
+	for (std::thread* pThread : { &oFirst, &oSecond, &oThird })
+		pThread->join();
+	Lines asLines = oServer.Lines();
+	for (const std::string& rsLine : oOther.Lines())
+		asLines.push_back(rsLine);
+	EXPECT_EQ(asLines, Lines(60000, "o/C line"));
+}
+
+TEST(CVexTrace, TextsOfTheLibraryDoNotFollowTheGlobalLocale)
+{
+	struct CGrouping : std::numpunct<char>
+	{
+		std::string do_grouping() const override { return "\3"; }
+	};
+	CRecordingServer oServer(CVexTraceMsg::eInfo);
+	CVexTrace oTrace("C", "o", nullptr);
+	const std::locale oBefore = std::locale::global(std::locale(std::locale(), new CGrouping));
+	VexTraceText(oTrace, CVexTraceMsg::eInfo, [](std::ostream& rStream) { rStream << "Port=" << 15999; });
+	std::locale::global(oBefore);
+	EXPECT_EQ(oServer.Lines(), (Lines{ "o/C Port=15999" }));
 }
 
 TEST(CVexTrace, CopiesAreNewObjectsWithoutNamesAndWhatGoesIsForgottenBehindItsMessages)
