@@ -155,6 +155,9 @@ protected:
 			m_pServer->m_nReserveConnections,
 			m_oSettings.m_nReserveConnections);
 		ExchangeSwitch(pExchange, "Monitor", "RequireLogin", m_pServer->m_bLoginRequired, false);
+		unsigned int nMaxUnconfirmed = m_pServer->m_nMaxUnconfirmed;
+		IOX_Std(pExchange, "Monitor", "MaxUnconfirmed", nMaxUnconfirmed, 0u);
+		m_pServer->m_nMaxUnconfirmed = nMaxUnconfirmed;
 		// User name and password never come from the file.
 		m_pServer->SetUser(m_oSettings.m_sUsername, m_oSettings.m_sPassword);
 	}
@@ -352,6 +355,9 @@ void CVexTraceServer::StopServer()
 	}
 	if (!bWasActive && !m_pServerThread)
 		return;    // stopped before: the base class's destructor comes behind the deriving one's
+	// A monitor that does not confirm would cost a second for every message of the queue.
+	if (const CContainerUse oContainer(*this); oContainer)
+		oContainer->ExpectEnd();
 	unsigned int nWaitedMs = 0;
 	do
 	{
@@ -364,16 +370,12 @@ void CVexTraceServer::StopServer()
 			VexSignalEnd::SleepFixed(nUserWaitStepMs);
 		nWaitedMs += nUserWaitStepMs;
 	} while (HasUsers() && nWaitedMs < nUserWaitMs);
-	{
-		// A monitor that does not confirm would cost a second for every message of the queue.
-		const CContainerUse oContainer(*this);
-		if (oContainer)
-			oContainer->ExpectEnd();
-	}
 	CTraceServerThread* pThread = m_pServerThread;
 	if (pThread && pThread->End() && !HasUsers())
 		delete pThread;
 	m_pServerThread = nullptr;
+	if (const CContainerUse oContainer(*this); oContainer)
+		oContainer->AwaitSent();
 }
 
 bool CVexTraceServer::StopWithin(unsigned int nMs)
@@ -762,6 +764,8 @@ void CVexTraceServer::SetDefaultTraceLevels(int nTraceLevels)
 bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
 {
 	const CContainerUse oContainer(*this);
+	if (oContainer && bDrainRequested)
+		oContainer->ExpectEnd();
 	if (oContainer)
 		oContainer->TraceReq(oMsg);
 	return true;
@@ -770,6 +774,11 @@ bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
 bool CVexTraceServer::IsLoginRequired() const
 {
 	return m_bLoginRequired;
+}
+
+unsigned int CVexTraceServer::GetMaxUnconfirmed() const
+{
+	return m_nMaxUnconfirmed;
 }
 
 long CVexTraceServer::GetSyncFlag() const

@@ -91,6 +91,9 @@ public:
 	// A monitor client has to log in before anything else ("RequireLogin" in section "Monitor" of the options file).
 	bool IsLoginRequired() const;
 
+	// A monitor that leaves so many lines in a row unconfirmed is disconnected; 0: none is ("MaxUnconfirmed" there).
+	unsigned int GetMaxUnconfirmed() const;
+
 	// Changes with every change of levels.
 	long GetSyncFlag() const;
 	void DecActiveUser();
@@ -199,7 +202,8 @@ private:
 
 	const unsigned m_nSerial;    // tells this server from earlier ones
 	std::atomic<bool> m_bLoginRequired{ false };
-	int m_nContainerUsers = 0;    // guarded by m_oLockObjectMap
+	int m_nContainerUsers = 0;               // guarded by m_oLockObjectMap
 	std::vector<CVexTraceMsg*> m_apRound;    // what the thread writes now
 	std::size_t m_nNextInRound = 0;
+	std::atomic<unsigned int> m_nMaxUnconfirmed{ 0 };
 };
