@@ -9,6 +9,7 @@
 
 #include <linux/sockios.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -445,6 +446,8 @@ void CVexTraceServerConnection::TraceReq(const CVexTraceMsg& oMsg)
 {
 	if (!SendLine(oMsg) || m_bEnding)
 		return;
+	// On one processor the client and the read thread go first: this one need not be woken then.
+	sched_yield();
 	if (m_oTraceConfEvent.Wait(nConfirmTimeoutMs))
 		m_nUnconfirmed = 0;
 	else
