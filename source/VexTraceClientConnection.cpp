@@ -172,9 +172,16 @@ void CVexTraceClientConnection::SetTraceName(const char* pszName)
 bool CVexTraceClientConnection::LoginReq(
 	const std::string& sUser, const CVexPassword& oPassword, const char* szAddress, unsigned short nPort)
 {
-	return PrepareLogin() &&
-		m_oServer.ConnectToServer(szAddress, nPort, static_cast<int>(m_nTimeout.load())) == CVexTCPIPBase::eOK &&
-		ExecuteLogin(sUser, oPassword) == eOK && m_eLoginRetCode == eLoginOK;
+	const bool bPrepared = PrepareLogin();
+	// While connected too: the refused request says so in the trace.
+	if ((!bPrepared && !IsConnected()) ||
+		m_oServer.ConnectToServer(szAddress, nPort, static_cast<int>(m_nTimeout.load())) != CVexTCPIPBase::eOK)
+		return false;
+	if (bPrepared)
+		return ExecuteLogin(sUser, oPassword) == eOK && m_eLoginRetCode == eLoginOK;
+	// The earlier connection has just ended, and may still be read.
+	m_oServer.DisconnectReq(5);
+	return false;
 }
 
 // A read thread that still waits for the rest of a frame would take the bytes of the next connection for it.

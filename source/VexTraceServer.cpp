@@ -209,6 +209,9 @@ protected:
 		ExchangeValue(
 			pExchange, "ReserveConnections", m_pServer->m_nReserveConnections, m_oSettings.m_nReserveConnections);
 		ExchangeSwitch(pExchange, "Monitor", "RequireLogin", m_pServer->m_bLoginRequired, false);
+		unsigned int nMaxUnconfirmed = m_pServer->m_nMaxUnconfirmed;
+		IOX_Std(pExchange, "Monitor", "MaxUnconfirmed", nMaxUnconfirmed, 0u);
+		m_pServer->m_nMaxUnconfirmed = nMaxUnconfirmed;
 		// User name and password never come from the file.
 		m_pServer->SetUser(m_oSettings.m_sUsername, m_oSettings.m_sPassword);
 	}
@@ -420,6 +423,9 @@ void CVexTraceServer::StopServer()
 	}
 	if (!bWasActive && !m_pServerThread)
 		return;    // stopped before: the base class's destructor comes behind the deriving one's
+	// A monitor that does not confirm would cost a second for every message of the queue.
+	if (const CContainerUse oContainer(*this); oContainer)
+		oContainer->ExpectEnd();
 	unsigned int nWaitedMs = 0;
 	do
 	{
@@ -432,17 +438,13 @@ void CVexTraceServer::StopServer()
 			VexSignalEnd::SleepFixed(nUserWaitStepMs);
 		nWaitedMs += nUserWaitStepMs;
 	} while (HasUsers() && nWaitedMs < nUserWaitMs);
-	{
-		// A monitor that does not confirm would cost a second for every message of the queue.
-		const CContainerUse oContainer(*this);
-		if (oContainer)
-			oContainer->ExpectEnd();
-	}
 	CTraceServerThread* pThread = m_pServerThread;
 	m_pLeftThread = pThread;
 	if (pThread && pThread->End() && !HasUsers())
 		delete std::exchange(m_pLeftThread, nullptr);
 	m_pServerThread = nullptr;
+	if (const CContainerUse oContainer(*this); oContainer)
+		oContainer->AwaitSent();
 }
 
 bool CVexTraceServer::StopWithin(unsigned int nMs)
@@ -876,6 +878,8 @@ void CVexTraceServer::SetDefaultTraceLevels(int nTraceLevels)
 bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
 {
 	const CContainerUse oContainer(*this);
+	if (oContainer && bDrainRequested)
+		oContainer->ExpectEnd();
 	if (oContainer)
 		oContainer->TraceReq(oMsg);
 	return true;
@@ -884,6 +888,11 @@ bool CVexTraceServer::MonitorMsg(const CVexTraceMsg& oMsg, const char*)
 bool CVexTraceServer::IsLoginRequired() const
 {
 	return m_bLoginRequired;
+}
+
+unsigned int CVexTraceServer::GetMaxUnconfirmed() const
+{
+	return m_nMaxUnconfirmed;
 }
 
 long CVexTraceServer::GetSyncFlag() const

@@ -91,6 +91,9 @@ public:
 	// A monitor client has to log in before anything else ("RequireLogin" in section "Monitor" of the options file).
 	bool IsLoginRequired() const;
 
+	// A monitor that leaves so many lines in a row unconfirmed is disconnected; 0: none is ("MaxUnconfirmed" there).
+	unsigned int GetMaxUnconfirmed() const;
+
 	// Changes with every change of levels.
 	long GetSyncFlag() const;
 	void DecActiveUser();
@@ -206,4 +209,5 @@ private:
 	std::size_t m_nNextInRound = 0;
 	CTraceServerThread* m_pLeftThread = nullptr;    // ended, but a user of the server may still use it
 	bool m_bConsoleTorn = false;                    // the last line on the console has no end
+	std::atomic<unsigned int> m_nMaxUnconfirmed{ 0 };
 };

@@ -3,18 +3,26 @@
 #include "VexApplication.h"
 #include "VexPassword.h"
 #include "VexStringFunc.h"
+#include "VexThread.h"
 #include "VexTraceServer.h"
 #include "VexTraceTCPIPMsg.h"
 
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
 #include <algorithm>
-#include <chrono>
+#include <climits>
+#include <mutex>
+#include <numeric>
 
 namespace
 {
 typedef CVexTraceServerConnection::ETraceLevel ETraceLevel;
+typedef std::chrono::steady_clock CClock;
 
 const char szStartMarker[] = "effe";
 const char szEndMarker[] = "feef";
@@ -24,12 +32,16 @@ const int nMaxPayload = 1024 * 1024;
 
 const unsigned int nConfirmTimeoutMs = 1000;
 const int nSendTimeoutMs = 1000;
-const int nLateWaitsAllowed = 5;
+const std::chrono::seconds oRoomWaitAtEnd{ 1 };    // for all lines together
+
+// These hold where a login is required.
+const std::chrono::seconds oLoginTimeout{ 10 };
+const long nFailedLoginDelayS = 1;
 
 // What a client may make the server keep. Objects that the server knows do not count.
 const std::size_t nMaxUnknownObjects = 10000;
 const std::size_t nMaxWatchClasses = 4096;
-const std::size_t nMaxClassName = 1024;
+const std::size_t nMaxWatchedNames = 1024 * 1024;    // bytes, of all classes
 
 const unsigned int nAllLevels = 63;
 
@@ -82,22 +94,27 @@ std::string GetClassName(const std::string& sObjectName)
 	return sObjectName.substr(sObjectName.rfind('/') + 1);
 }
 
+// The time that this takes does not show where the texts differ.
+bool IsSame(const std::string& sGiven, const std::string& sStored)
+{
+	unsigned int nDifference = sGiven.size() == sStored.size() ? 0 : 1;
+	for (std::size_t i = 0; i < sGiven.size() && !sStored.empty(); ++i)
+		nDifference |= static_cast<unsigned char>(sGiven[i] ^ sStored[i % sStored.size()]);
+	return nDifference == 0;
+}
+
 // The stored form, or its text form.
 bool IsPassword(const std::string& sGiven, const std::string& sStored)
 {
-	if (sGiven == sStored)
-		return true;
-	CVexPassword oStored(false);
-	std::string sText(sStored);
-	oStored.SetPassword(sText);
-	CVexPassword oGiven(false);
-	return sGiven.size() == 2 * sStored.size() && VexFromString(oGiven, sGiven) && oGiven == oStored;
+	CVexPassword oDecoded(false);
+	const bool bText = sGiven.size() == 2 * sStored.size() && VexFromString(oDecoded, sGiven);
+	return IsSame(bText ? oDecoded.GetPassword() : sGiven, sStored);
 }
 }    // namespace
 
 CVexTraceServerConnection::CVexTraceServerConnection(
 	CVexTCPIPServerContainer* pServer, int nID, CVexTraceServer& oTraceServer)
-	: CVexTCPIPServerBase(pServer, nID), m_oTraceServer(oTraceServer)
+	: CVexTCPIPServerBase(pServer, nID), m_oTraceServer(oTraceServer), m_oRoomLeft(oRoomWaitAtEnd)
 {
 	m_sWatchClasses["*"] = CVexTraceMsg::eNone;
 }
@@ -115,6 +132,8 @@ void CVexTraceServerConnection::ConInd(bool bConnected, int nSocket)
 		timeval oTimeout = {};
 		oTimeout.tv_sec = nSendTimeoutMs / 1000;
 		setsockopt(nSocket, SOL_SOCKET, SO_SNDTIMEO, &oTimeout, sizeof oTimeout);
+		CVexMutexLock oLock(m_oLockSend);
+		m_oSince = CClock::now();
 	}
 	CVexTCPIPServerBase::ConInd(bConnected, nSocket);
 }
@@ -226,29 +245,23 @@ bool CVexTraceServerConnection::WatchClass(const std::string& sClass, ETraceLeve
 	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	const auto oFound = m_sWatchClasses.find(sClass);
 	if (oFound != m_sWatchClasses.end())
+	{
 		oFound->second = eLevel;
-	else if (m_sWatchClasses.size() < nMaxWatchClasses && sClass.size() <= nMaxClassName)
-		m_sWatchClasses.emplace(sClass, eLevel);
-	else
+		return true;
+	}
+	const std::size_t nNames = std::accumulate(m_sWatchClasses.begin(),
+		m_sWatchClasses.end(),
+		sClass.size(),
+		[](std::size_t nSum, const auto& rEntry) { return nSum + rEntry.first.size(); });
+	if (m_sWatchClasses.size() >= nMaxWatchClasses || nNames > nMaxWatchedNames)
 		return false;
+	m_sWatchClasses.emplace(sClass, eLevel);
 	return true;
 }
 
 void CVexTraceServerConnection::TraceConfirm(long nID)
 {
-	// Confirmations come in the order of the lines: while there are more to come, this one is of an earlier line.
-	if (CountConfirmation() <= 1)
-		TraceCnf(static_cast<int>(nID));
-}
-
-// One line less to be confirmed; gives back how many there were before.
-int CVexTraceServerConnection::CountConfirmation()
-{
-	int nUnconfirmed = m_nUnconfirmed;
-	while (nUnconfirmed > 0 && !m_nUnconfirmed.compare_exchange_weak(nUnconfirmed, nUnconfirmed - 1))
-	{
-	}
-	return nUnconfirmed;
+	TraceCnf(static_cast<int>(nID));
 }
 
 void CVexTraceServerConnection::TraceCnf(int)
@@ -263,6 +276,9 @@ void CVexTraceServerConnection::LoginInd(const std::string& sUserName, const std
 	m_oTraceServer.GetUser(sOurUserName, sOurPassword);
 	const int nCode = (sUserName == sOurUserName ? 0 : 1) + (IsPassword(sPassword, sOurPassword) ? 0 : 2);
 	m_bLoginOk = nCode == 0;
+	// Slows down a client that tries one password after another.
+	if (nCode != 0 && m_oTraceServer.IsLoginRequired())
+		CVexThread::Sleep(nFailedLoginDelayS, 0);
 	CVexTraceTCPIPMsg oAnswer;
 	oAnswer.CreateMsg(CVexTraceTCPIPMsg::LOGIN_RESP, nCode);
 	Answer(oAnswer);
@@ -278,14 +294,15 @@ void CVexTraceServerConnection::StopInd()
 	SwitchTrace(CVexTraceTCPIPMsg::STOP_RESP, false);
 }
 
-// No line goes out before the answer to the start, or behind the answer to the stop.
+// No line goes out before the answer to the start, or after the answer to the stop. The switch comes first: once the
+// client has the answer, TraceReq() sees it, though it looks without the lock.
 void CVexTraceServerConnection::SwitchTrace(int nAnswerID, bool bWanted)
 {
 	CVexTraceTCPIPMsg oAnswer;
 	oAnswer.CreateMsg(static_cast<CVexTraceTCPIPMsg::EMsgID>(nAnswerID));
 	CVexMutexLock oLock(m_oLockSend);
+	m_bTraceWanted = bWanted && !m_bEnding;
 	Send(oAnswer);
-	m_bTraceWanted = bWanted;
 }
 
 void CVexTraceServerConnection::InfoInd()
@@ -383,16 +400,41 @@ void CVexTraceServerConnection::StopTrace()
 	m_oTraceConfEvent.Signal();
 }
 
+void CVexTraceServerConnection::ExpectEnd()
+{
+	m_bEnding = true;
+	m_oTraceConfEvent.Signal();
+}
+
+// A closed socket's number may be in use again, so that this counts for another one. It is looked at again soon then.
+int CVexTraceServerConnection::GetUntaken() const
+{
+	int nUntaken = 0;
+	return ioctl(m_oSocket, SIOCOUTQ, &nUntaken) == 0 ? nUntaken : 0;
+}
+
+bool CVexTraceServerConnection::IsSending() const
+{
+	return m_bTraceWanted && GetUntaken() > 0;
+}
+
+void CVexTraceServerConnection::DisconnectOverdue()
+{
+	// While something is being sent it is looked at another time. With the lock it is still the same client.
+	const std::unique_lock<CVexMutex> oLock(m_oLockSend, std::try_to_lock);
+	if (oLock && m_oTraceServer.IsLoginRequired() && !m_bLoginOk && CClock::now() - m_oSince >= oLoginTimeout)
+		CloseSocket();
+}
+
 void CVexTraceServerConnection::ForgetClient()
 {
 	StopTrace();
 	{
-		// Behind a line that is just being sent: the next one finds that none is wanted.
+		// After a line that is just being sent: the next one finds that none is wanted.
 		CVexMutexLock oLock(m_oLockSend);
 		m_nUnconfirmed = 0;
-		m_nLateWaits = 0;
+		m_bLoginOk = false;
 	}
-	m_bLoginOk = false;
 	std::string().swap(m_sInputMessage);
 	CVexMutexLock oLock(m_oLockConnectionObjectMap);
 	m_oConnectionObjectMap.clear();
@@ -400,10 +442,16 @@ void CVexTraceServerConnection::ForgetClient()
 	m_sWatchClasses["*"] = CVexTraceMsg::eNone;
 }
 
-bool CVexTraceServerConnection::TraceReq(const CVexTraceMsg& oMsg)
+void CVexTraceServerConnection::TraceReq(const CVexTraceMsg& oMsg)
 {
-	const int nUnconfirmed = SendLine(oMsg);
-	return nUnconfirmed == 0 || AwaitConfirmation(nUnconfirmed);
+	if (!SendLine(oMsg) || m_bEnding)
+		return;
+	// On one processor the client and the read thread go first: this one need not be woken then.
+	sched_yield();
+	if (m_oTraceConfEvent.Wait(nConfirmTimeoutMs))
+		m_nUnconfirmed = 0;
+	else
+		CountUnconfirmed();
 }
 
 bool CVexTraceServerConnection::IsWanted(const CVexTraceMsg& oMsg, const std::string& sClass)
@@ -412,41 +460,40 @@ bool CVexTraceServerConnection::IsWanted(const CVexTraceMsg& oMsg, const std::st
 	return (nLevels & oMsg.GetTraceLevel()) != 0;
 }
 
-// How many lines the client has to confirm now, this one the last; 0 if it was not sent.
-int CVexTraceServerConnection::SendLine(const CVexTraceMsg& oMsg)
+bool CVexTraceServerConnection::SendLine(const CVexTraceMsg& oMsg)
 {
 	const std::string sClass = GetClassName(m_oTraceServer.GetObjectName(oMsg.GetID()));
 	CVexMutexLock oLock(m_oLockSend);
-	if (!m_bTraceWanted || !IsWanted(oMsg, sClass))
-		return 0;
+	if (!m_bTraceWanted || !IsWanted(oMsg, sClass) || !AwaitRoom())
+		return false;
 	CVexTraceTCPIPMsg oLine;
 	oLine.CreateMsg(CVexTraceTCPIPMsg::TRACE_REQ, oMsg.GetID(), oMsg.GetTraceLevel(), oMsg.GetMsgText(sClass, ' '));
-	// In this order no confirmation of an earlier line is left over, and nobody's StopTrace() is missed.
-	const int nUnconfirmed = ++m_nUnconfirmed;
+	// In this order nobody's StopTrace() or ExpectEnd() is missed.
 	m_oTraceConfEvent.Reset();
-	if (m_bTraceWanted && Send(oLine))
-		return nUnconfirmed;
-	CountConfirmation();
-	return 0;
+	return m_bTraceWanted && Send(oLine);
 }
 
-// False: nothing has come for the line, though the client is there.
-bool CVexTraceServerConnection::AwaitConfirmation(int nUnconfirmed)
+// At the end nobody is waited for longer than a second in all. A client that reads then still gets every line.
+bool CVexTraceServerConnection::AwaitRoom()
 {
-	if (m_oTraceConfEvent.Wait(nConfirmTimeoutMs))
-	{
-		m_nLateWaits = 0;
+	if (!m_bEnding || m_oSocket < 0)
 		return true;
-	}
-	// A client that has left a confirmation out stays one behind. One that is slow has waits without any now and then.
-	if (m_nUnconfirmed == nUnconfirmed)
-		m_nLateWaits = 0;
-	else if (++m_nLateWaits == nLateWaitsAllowed)
-	{
-		m_nUnconfirmed = 0;
-		m_nLateWaits = 0;
-	}
-	return false;
+	const CClock::time_point oBegin = CClock::now();
+	pollfd oPoll = { m_oSocket, POLLOUT, 0 };
+	const int nLeftMs = static_cast<int>(std::max<std::chrono::microseconds::rep>(m_oRoomLeft.count() / 1000, 0));
+	const bool bRoom = poll(&oPoll, 1, nLeftMs) != 0;
+	m_oRoomLeft -= std::chrono::duration_cast<std::chrono::microseconds>(CClock::now() - oBegin);
+	if (!bRoom)
+		m_bTraceWanted = false;
+	return bRoom;
+}
+
+void CVexTraceServerConnection::CountUnconfirmed()
+{
+	CVexMutexLock oLock(m_oLockSend);
+	const unsigned int nMax = m_oTraceServer.GetMaxUnconfirmed();
+	if (m_bTraceWanted && ++m_nUnconfirmed >= nMax && nMax != 0)
+		CloseSocket();
 }
 
 void CVexTraceServerConnection::Answer(const CVexTraceTCPIPMsg& oMsg)
@@ -455,15 +502,26 @@ void CVexTraceServerConnection::Answer(const CVexTraceTCPIPMsg& oMsg)
 	Send(oMsg);
 }
 
-// With m_oLockSend held, so that it is still the same client that is disconnected when the frame was cut: nothing behind
-// it would be understood.
+// With m_oLockSend held, so that it is still the same client that is disconnected when the frame was cut: nothing after
+// it would be understood. A slow reader is waited for as long as it takes something each second, until the end comes.
 bool CVexTraceServerConnection::Send(const CVexTraceTCPIPMsg& oMsg)
 {
 	const std::string sFrame = oMsg.GetMessage();
 	std::size_t nSent = 0;
-	if (SendBlock(sFrame.data(), sFrame.size(), nSent) != eCallNotAllowed && nSent < sFrame.size())
-		CloseSocket();
-	return nSent == sFrame.size();
+	bool bTaken = true;
+	for (int nUntaken = INT_MAX; bTaken; bTaken = bTaken && !m_bEnding)
+	{
+		std::size_t nDone = 0;
+		if (SendBlock(sFrame.data() + nSent, sFrame.size() - nSent, nDone) == eCallNotAllowed)
+			return false;
+		nSent += nDone;
+		if (nSent == sFrame.size())
+			return true;
+		const int nBefore = std::exchange(nUntaken, GetUntaken());
+		bTaken = nDone > 0 || nUntaken < nBefore;
+	}
+	CloseSocket();
+	return false;
 }
 
 bool CVexTraceServerConnection::IsTraceWanted() const

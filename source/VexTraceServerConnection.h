@@ -7,6 +7,7 @@
 #include "VexTraceMsg.h"
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <string>
 #include <utility>
@@ -23,7 +24,7 @@ class CVexTraceTCPIPMsg;
 //          the rest on any.
 // Locks:   m_oLockSend, then m_oLockConnectionObjectMap; none while a confirmation is awaited.
 // Errors:  what begins no frame, counts and lengths that the bytes do not bear out, and unknown commands are ignored. A
-//          client that leaves no room to send for a second is disconnected.
+//          client that takes no byte for a second, while there is something to send to it, is disconnected.
 class CVexTraceServerConnection : public CVexTCPIPServerBase
 {
 public:
@@ -46,6 +47,8 @@ public:
 	void ConInd(bool bConnected, int nSocket) override;
 
 	virtual void TraceCnf(int nID);
+
+	// Where a login is required a failed one is answered after a second.
 	virtual void LoginInd(const std::string& sUserName, const std::string& sPassword);
 	virtual void StartInd();
 	virtual void StopInd();
@@ -60,9 +63,9 @@ public:
 
 	bool IsTraceWanted() const;
 
-	// Sends the message if the client watches its object or its class, and waits for the confirmation. False if the
-	// client let its second pass.
-	bool TraceReq(const CVexTraceMsg& oMsg);
+	// Sends the message if the client watches its object or its class, and waits up to a second for a confirmation. A
+	// late one counts for the next message. Disconnects a client that has left too many in a row unconfirmed.
+	void TraceReq(const CVexTraceMsg& oMsg);
 
 	// The levels that the client has requested for the object; 0 if none.
 	int GetRequestedTraceLevels(long nID);
@@ -76,6 +79,15 @@ public:
 	// No message is sent any more, and a wait for a confirmation ends.
 	void StopTrace();
 
+	// The last messages come: no confirmation is awaited any more, and a start does not count.
+	void ExpectEnd();
+
+	// The client gets messages, and some of what was sent has not arrived there yet.
+	bool IsSending() const;
+
+	// Disconnects a client that had to log in and has not done so in time.
+	void DisconnectOverdue();
+
 	// The client has gone: the next one starts clean.
 	void ForgetClient();
 
@@ -86,10 +98,11 @@ private:
 	void InterpretWatchClass(CVexTraceTCPIPMsg& rMsg);
 	bool WatchClass(const std::string& sClass, ETraceLevel eLevel);
 	void TraceConfirm(long nID);
-	int CountConfirmation();
 	bool IsWanted(const CVexTraceMsg& oMsg, const std::string& sClass);
-	int SendLine(const CVexTraceMsg& oMsg);
-	bool AwaitConfirmation(int nUnconfirmed);
+	bool SendLine(const CVexTraceMsg& oMsg);
+	bool AwaitRoom();
+	void CountUnconfirmed();
+	int GetUntaken() const;
 	void SwitchTrace(int nAnswerID, bool bWanted);
 	void Answer(const CVexTraceTCPIPMsg& oMsg);
 	bool Send(const CVexTraceTCPIPMsg& oMsg);
@@ -104,8 +117,10 @@ private:
 	std::map<std::string, ETraceLevel> m_sWatchClasses;
 
 	// Held over the sending: frames of two threads must not mix, and no line may reach the next client. Its holder waits
-	// for nobody but the client's receive window, a second at most.
+	// for nobody but the client, as long as that goes on reading.
 	CVexMutex m_oLockSend;
-	std::atomic<int> m_nUnconfirmed{ 0 };    // lines that were sent and not confirmed yet
-	std::atomic<int> m_nLateWaits{ 0 };      // waits in a row that saw only confirmations of earlier lines
+	std::atomic<unsigned int> m_nUnconfirmed{ 0 };    // lines in a row that were not confirmed in time
+	std::atomic<bool> m_bEnding{ false };
+	std::chrono::microseconds m_oRoomLeft;             // how long the last lines may still wait for room
+	std::chrono::steady_clock::time_point m_oSince;    // when the client has come; guarded by m_oLockSend
 };

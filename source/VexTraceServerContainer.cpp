@@ -1,16 +1,41 @@
 #include "VexTraceServerContainer.h"
 
+#include "VexSignalEndInternal.h"
+#include "VexThread.h"
 #include "VexTraceServer.h"
 #include "VexTraceServerConnection.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace
 {
 // More cannot be connected at once anyway: each takes a descriptor and two threads.
 const unsigned int nMaxSlots = 65535;
+
+const unsigned int nLoginCheckMs = 1000;
+const long nSentCheckMs = 10;
+const long nSentWaitMs = 1000;
 }    // namespace
+
+// Frees the slots of clients that do not log in.
+class CVexTraceServerContainer::CLoginWatch : public CVexThread
+{
+public:
+	explicit CLoginWatch(CVexTraceServerContainer& rContainer) : CVexThread(0), m_rContainer(rContainer) {}
+
+	~CLoginWatch() override { Terminate(); }
+	CLoginWatch(const CLoginWatch&) = delete;
+	CLoginWatch& operator=(const CLoginWatch&) = delete;
+
+	void Run() override
+	{
+		while (!m_oEventTermRequested.Wait(nLoginCheckMs))
+			m_rContainer.DisconnectOverdue();
+	}
+
+private:
+	CVexTraceServerContainer& m_rContainer;
+};
 
 CVexTraceServerContainer::CVexTraceServerContainer(unsigned int nMaxConnections, unsigned int nReserveConnections,
 	const std::string& sIPAddress, unsigned short nPort, CVexTraceServer& oTraceServer)
@@ -18,7 +43,8 @@ CVexTraceServerContainer::CVexTraceServerContainer(unsigned int nMaxConnections,
 		  static_cast<int>(std::min(nReserveConnections, nMaxSlots)), sIPAddress, nPort),
 	  m_oTraceServer(oTraceServer),
 	  m_sIPAddress(sIPAddress),
-	  m_nPort(nPort)
+	  m_nPort(nPort),
+	  m_poLoginWatch(std::make_unique<CLoginWatch>(*this))
 {
 	FillUpReserve();
 }
@@ -43,6 +69,8 @@ CVexTCPIPServerBase* CVexTraceServerContainer::CreateNewClass(int nIndex)
 	{
 		CVexMutexLock oLock(m_oLockClients);
 		m_aoClients.emplace_back(nIndex, poConnection.get());
+		if (m_bEnding)
+			poConnection->ExpectEnd();
 	}
 	poConnection->AwaitConnectionFromClient(m_sIPAddress.c_str(), m_nPort, -2);
 	return poConnection.release();
@@ -50,6 +78,8 @@ CVexTCPIPServerBase* CVexTraceServerContainer::CreateNewClass(int nIndex)
 
 void CVexTraceServerContainer::Connected(int nIndex, bool bConnected)
 {
+	if (bConnected && m_oTraceServer.IsLoginRequired())
+		m_poLoginWatch->Start();    // unless it runs
 	CVexTraceServerConnection* pClient = bConnected ? nullptr : FindClient(nIndex);
 	std::vector<long> anRequested;
 	if (pClient)
@@ -83,8 +113,17 @@ CVexTraceServerConnection* CVexTraceServerContainer::FindClient(int nIndex)
 void CVexTraceServerContainer::TraceReq(const CVexTraceMsg& oMsg)
 {
 	for (std::size_t i = 0; CVexTraceServerConnection* pClient = GetClient(i); ++i)
-		if (pClient->IsTraceWanted() && !pClient->TraceReq(oMsg) && m_bEnding)
-			pClient->StopTrace();
+		if (pClient->IsTraceWanted())
+			pClient->TraceReq(oMsg);
+}
+
+// With the lock of the slots: no connection is deleted meanwhile.
+void CVexTraceServerContainer::DisconnectOverdue()
+{
+	CVexMutexLock oLock(m_oLockContainer);
+	for (const TCPIPServerInfo& rInfo : m_aoServer)
+		if (auto* pClient = rInfo.second == eConnected ? FindClient(rInfo.first->GetID()) : nullptr)
+			pClient->DisconnectOverdue();
 }
 
 // KEPT: what is watched of the object's class does not count here, only when the object registers.
@@ -109,11 +148,28 @@ int CVexTraceServerContainer::GetWatchMask(const std::string& sClass)
 
 void CVexTraceServerContainer::StopTrace()
 {
+	ExpectEnd();
 	for (std::size_t i = 0; CVexTraceServerConnection* pClient = GetClient(i); ++i)
 		pClient->StopTrace();
 }
 
 void CVexTraceServerContainer::ExpectEnd()
 {
+	CVexMutexLock oLock(m_oLockClients);
 	m_bEnding = true;
+	for (const Client& rClient : m_aoClients)
+		rClient.second->ExpectEnd();
+}
+
+// What arrives after a connection was closed resets it, and what was not taken yet is lost then.
+void CVexTraceServerContainer::AwaitSent()
+{
+	const auto IsSending = [this]
+	{
+		CVexMutexLock oLock(m_oLockClients);
+		return std::any_of(
+			m_aoClients.begin(), m_aoClients.end(), [](const Client& rClient) { return rClient.second->IsSending(); });
+	};
+	for (long nWaitedMs = 0; nWaitedMs < nSentWaitMs && IsSending(); nWaitedMs += nSentCheckMs)
+		VexSignalEnd::SleepFixed(nSentCheckMs);
 }

@@ -6,6 +6,7 @@
 #include "VexTCPIPServerContainer.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,8 +17,9 @@ class CVexTraceServerConnection;
 
 // Threads: TraceReq() on the trace server's thread; GetClientTraceLevels() and GetWatchMask() on any, also while that
 //          thread holds the base class's lock: objects of the connections register while they are created.
-// Locks:   the lock of the client list and below it those of the connections are taken for an instant only, and nothing
-//          is called while they are held.
+// Locks:   the lock of the slots, that of the client list and below it those of the connections, each taken for an
+//          instant only; nothing outside is called while they are held.
+// Login:   where one is required, a thread of its own disconnects clients that have not logged in within 10 s.
 // Ownership: the trace server owns the object and deletes it when no other thread uses it any more.
 class CVexTraceServerContainer : public CVexTCPIPServerContainer
 {
@@ -44,8 +46,11 @@ public:
 	// All levels that clients watch in the class.
 	int GetWatchMask(const std::string& sClass);
 
-	// The last messages come: a client that does not confirm one gets no more of them.
+	// The last messages come: they are sent without waiting for confirmations, and no further client gets any.
 	void ExpectEnd();
+
+	// After the last message: waits until the clients' systems have what was sent, a second at most.
+	void AwaitSent();
 
 	// A TraceReq() that waits for a client returns at once.
 	void StopTrace();
@@ -53,6 +58,9 @@ public:
 private:
 	typedef std::pair<int, CVexTraceServerConnection*> Client;    // with its identifier
 
+	class CLoginWatch;
+
+	void DisconnectOverdue();
 	CVexTraceServerConnection* GetClient(std::size_t nPosition);
 	CVexTraceServerConnection* FindClient(int nIndex);
 
@@ -63,4 +71,5 @@ private:
 	CVexMutex m_oLockClients;           // guards m_aoClients
 	std::vector<Client> m_aoClients;    // in slot order; the base class owns the connections
 	std::atomic<bool> m_bEnding{ false };
+	std::unique_ptr<CLoginWatch> m_poLoginWatch;    // runs from the first client on that has to log in
 };

@@ -31,6 +31,8 @@ public:
 	}
 	bool Login(const S& rServer) { return Login(rServer.Port()); }
 
+	using CVexTraceClientConnection::EndReading;
+
 	ELoginRetCode LoginRetCode() const { return m_eLoginRetCode; }
 
 	void TraceInd(const CVexTraceMsg& oMsg) override
@@ -86,19 +88,27 @@ TEST(CVexTraceClientConnection, SendsExactlyTheBytesOfEveryRequest)
 TEST(CVexTraceClientConnection, NumbersOtherThanZeroFailTheRequest)
 {
 	const CTestClient::ELoginRetCode aeRetCodes[] = {
-		CTestClient::eLoginOK, CTestClient::eUsernameInvalid, CTestClient::ePasswordInvalid, CTestClient::eLoginFailed
+		CTestClient::eLoginOK,
+		CTestClient::eUsernameInvalid,
+		CTestClient::ePasswordInvalid,
+		CTestClient::eLoginFailed,
+		CTestClient::eLoginFailed    // undefined
 	};
-	for (int nCode = 0; nCode < 4; ++nCode)
+	for (int nCode = 0; nCode < 5; ++nCode)
 	{
 		SCOPED_TRACE(nCode);
-		// The number of the login is that of the two others as well.
+		// The number of the login, but for the first one, is that of the two others as well.
+		int nLogins = 0;
 		S oServer(
 			[&](const std::string& sPayload)
 			{
-				const bool bNumber = sPayload[1] == 1 || sPayload[1] == 6 || sPayload[1] == 8;
+				const bool bLogin = sPayload[1] == 1 && nLogins++ > 0;
+				const bool bNumber = bLogin || sPayload[1] == 6 || sPayload[1] == 8;
 				return bNumber ? Frame(sPayload.substr(0, 3) + '\x02' + Word(nCode)) : S::Confirm(sPayload);
 			});
 		CTestClient oClient;
+		ASSERT_TRUE(oClient.Login(oServer));
+		oClient.EndReading();
 		EXPECT_EQ(oClient.Login(oServer), nCode == 0);
 		EXPECT_EQ(oClient.LoginRetCode(), aeRetCodes[nCode]);
 		EXPECT_EQ(oClient.StartReq(), nCode == 0);
@@ -156,9 +166,12 @@ TEST(CVexTraceClientConnection, BytesThatBeginNoFrameAreDroppedUpToTheNextFrame)
 		EXPECT_TRUE(oClient.WaitForLines(asLines.size())) << testing::PrintToString(rsGarbage);
 	}
 	EXPECT_EQ(oClient.Lines(), asLines);
-	// Of the other side's command only.
-	EXPECT_EQ(
-		oTraceServer.Lines(), std::vector<std::string>{ "client/CVexTraceClientConnection Kommando ist unbekannt" });
+	EXPECT_FALSE(oClient.Login(oServer));    // connected
+	// The first one is of the other side's command.
+	EXPECT_EQ(oTraceServer.Lines(),
+		(std::vector<std::string>{ "client/CVexTraceClientConnection Kommando ist unbekannt",
+			"client:m_oServer/CVexTCPIPBase Connect-Request failed (not allowed), TCP/IP-Address=127.0.0.1,Port=" +
+				std::to_string(oServer.Port()) }));
 }
 
 TEST(CVexTraceClientConnection, APartOfAFrameIsDroppedAfterTheTimeout)
