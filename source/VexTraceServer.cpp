@@ -537,8 +537,6 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	if (m_nNextInRound == m_apRound.size())
 	{
 		m_nNextInRound = 0;
-		if (m_apRound.capacity() > nKeptCapacity)
-			m_apRound = std::vector<CVexTraceMsg*>();
 		m_apRound.clear();
 		CVexMutexLock oLock(m_oLockMsgArray);
 		m_apRound.swap(m_oMsgArray);
@@ -561,6 +559,11 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 		}
 		VexTraceMsgPool::GiveBack(pMsg);
 		VexSignalEnd::CountProgress();
+	}
+	if (m_apRound.capacity() > nKeptCapacity)
+	{
+		m_nNextInRound = 0;
+		m_apRound = std::vector<CVexTraceMsg*>();
 	}
 	return nMsgs;
 }
