@@ -286,6 +286,44 @@ void LogThroughput(const char* who, bool buffered, int threads)
 	RemoveDir(dir);
 }
 
+// The bare call: a fixed text, 200,000 calls without a pause, the first thread being the program's own. For peers with
+// void LogAtHand(const char* text).
+template <class Peer>
+int LogCalls(const char* who, int threads)
+{
+	const std::string dir = TempDir();
+	static Peer peer;
+	peer.Open(dir, false);
+	const unsigned part = 200000 / unsigned(threads);
+	std::vector<std::vector<uint32_t>> lat(size_t(threads), std::vector<uint32_t>(part, 1u));
+	auto call = [&](std::vector<uint32_t>& mine)
+	{
+		uint64_t a = NowNs();
+		for (uint32_t& each : mine)
+		{
+			peer.LogAtHand(BENCH_TEXT_A "123456" BENCH_TEXT_B);
+			const uint64_t b = NowNs();
+			each = uint32_t(b - a);
+			a = b;
+		}
+	};
+	std::vector<std::thread> team;
+	for (size_t t = 1; t < lat.size(); ++t)
+		team.emplace_back(call, std::ref(lat[t]));
+	call(lat[0]);
+	for (std::thread& t : team)
+		t.join();
+	peer.Close();
+	std::vector<uint32_t> all;
+	for (const auto& v : lat)
+		all.insert(all.end(), v.begin(), v.end());
+	const std::string what = std::to_string(threads) + " thr";
+	Out("1a log, text at hand, without pause", who, what, "p50 us", Quantile(all, 0.5) * 1e-3);
+	Out("1a log, text at hand, without pause", who, what, "p99 us", Quantile(all, 0.99) * 1e-3);
+	RemoveDir(dir);
+	return 0;
+}
+
 // The everyday case: one thread logs a line every 50 us, far below what any peer can take.
 template <class Peer>
 void LogPaced(const char* who)

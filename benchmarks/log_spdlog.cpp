@@ -25,6 +25,7 @@ struct Peer
 	}
 	size_t LineBytes() const { return 23 + 6 + strlen(BENCH_NAME) + 1 + bench::TextBytes() + 1; }
 	void Log(unsigned n) { log->info(BENCH_TEXT_A "{}" BENCH_TEXT_B, n); }
+	void LogAtHand(const char* text) { log->info(text); }
 	void LogDisabled(unsigned n) { log->debug(BENCH_TEXT_A "{}" BENCH_TEXT_B, n); }
 	void Close()
 	{
@@ -35,9 +36,12 @@ struct Peer
 
 int main(int argc, char** argv)
 {
+	const char* who = getenv("BENCH_QUEUE") ? "spdlog async, queue 512k" : "spdlog async";
+	if (argc == 3 && !strcmp(argv[1], "calls"))
+		return bench::LogCalls<Peer>(who, atoi(argv[2]));
 	if (argc > 1)
-		return bench::LogMain<Peer>(getenv("BENCH_QUEUE") ? "spdlog async, queue 512k" : "spdlog async", argc, argv);
+		return bench::LogMain<Peer>(who, argc, argv);
 	int bad = bench::LogMain<Peer>("spdlog async", argc, argv);
 	setenv("BENCH_QUEUE", "524288", 1);    // once more with a queue that takes all lines, as those without limit do
-	return bench::LogMain<Peer>("spdlog async, queue 512k", argc, argv, { "line" }) | bad;
+	return bench::LogMain<Peer>("spdlog async, queue 512k", argc, argv, { "line", "calls" }) | bad;
 }

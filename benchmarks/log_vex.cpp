@@ -28,6 +28,7 @@ struct Peer
 		snprintf(text, sizeof text, BENCH_TEXT_A "%u" BENCH_TEXT_B, n);
 		trace.AddMsg(CVexTraceMsg::eInfo, text);
 	}
+	void LogAtHand(const char* text) { trace.AddMsg(CVexTraceMsg::eInfo, text); }
 	void LogDisabled(unsigned) { trace.AddMsg(CVexTraceMsg::eDebug, BENCH_TEXT_A "123456" BENCH_TEXT_B); }
 	void Close() { server.reset(); }
 };
@@ -55,11 +56,13 @@ struct StreamPeer : Peer
 
 int main(int argc, char** argv)
 {
+	if (argc == 3 && !strcmp(argv[1], "calls"))
+		return bench::LogCalls<Peer>("VexCommon", atoi(argv[2]));
 	if (getenv("BENCH_STREAM"))
 		return bench::LogMain<StreamPeer>("VexCommon stream", argc, argv);
 	if (argc > 1)
 		return bench::LogMain<Peer>("VexCommon", argc, argv);
-	int bad = bench::LogMain<Peer>("VexCommon", argc, argv, { "line", "paced", "disabled", "memory" });
+	int bad = bench::LogMain<Peer>("VexCommon", argc, argv, { "line", "calls", "paced", "disabled", "memory" });
 	setenv("BENCH_STREAM", "1", 1);
 	bad |= bench::LogMain<StreamPeer>("VexCommon stream", argc, argv, { "line", "disabled" });
 	return bad;

@@ -1,8 +1,25 @@
 #include "VexTrace.h"
 
+#include "VexTraceMsgInternal.h"
 #include "VexTraceServer.h"
 
 #include <new>
+
+namespace
+{
+// Reads what a stream buffer has without a copy.
+class CStreamText : public std::stringbuf
+{
+public:
+	// Null if the text does not end in a NUL.
+	static const char* Get(const std::stringbuf& rBuffer)
+	{
+		const char* const pBegin = (rBuffer.*&CStreamText::pbase)();
+		const char* const pEnd = (rBuffer.*&CStreamText::pptr)();
+		return pBegin != pEnd && pEnd[-1] == '\0' ? pBegin : nullptr;
+	}
+};
+}    // namespace
 
 CVexTrace::CVexTrace(const char* pszClassName, const char* pszName, const CVexTrace* pParentObject)
 {
@@ -169,7 +186,7 @@ void CVexTrace::HandOver(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, 
 	try
 	{
 		if (pszText)
-			pServer->AddMsg(new CVexTraceMsg(eLevel, FindID(*pServer), pszText));
+			pServer->AddMsg(VexTraceMsgPool::Make(eLevel, FindID(*pServer), pszText));
 	}
 	catch (const std::bad_alloc&)
 	{
@@ -194,7 +211,9 @@ void CVexTrace::AddMsg(CVexTraceMsg::ETraceLevel eLevel, const char* pszText, CV
 void CVexTrace::AddMsg(CVexTraceMsg::ETraceLevel eLevel, std::ostringstream& oStream, CVexTraceServer* pServer)
 {
 	oStream << std::ends;
-	AddMsg(eLevel, oStream.str().c_str(), pServer);
+	const char* const pszText = CStreamText::Get(*oStream.rdbuf());
+	// A stream that has failed takes no NUL.
+	AddMsg(eLevel, pszText ? pszText : oStream.str().c_str(), pServer);
 }
 
 void CVexTrace::AddMsgSpecial(const char* pszText, CVexTraceServer* pServer)

@@ -9,10 +9,12 @@
 #include "VexStringFunc.h"
 #include "VexThread.h"
 #include "VexTrace.h"
+#include "VexTraceMsgInternal.h"
 #include "VexTraceServerContainer.h"
 #include "VexTraceServerInternal.h"
 
 #include <malloc.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,12 +33,21 @@ const std::size_t nBurstLength = 10000;
 
 CVexImmortal<CVexMutex> oLockActiveServer;
 
+// Threads between reading the active server and counting as its users. A server that is active no more waits until none
+// is left, as it does for its users: none of these can have seen it then without counting.
+// On a cache line of its own: every call changes it.
+struct alignas(64) SEntering
+{
+	std::atomic<long> nThreads;
+} oEntering;
+
 // Held while a monitor port is opened or closed: one after the other. Nobody whom its holder waits for takes it.
 CVexImmortal<CVexMutex> oLockTCPIPServer;
 std::atomic<unsigned> nLastSerial{ 0 };
 
 // How long StopServer() waits for users; the end of the process limits it.
 const int nUserWaitStepMs = 500;
+const int nEnteringLooks = 1000;
 const unsigned int nUnlimited = 0xFFFFFFFF;
 std::atomic<unsigned int> nUserWaitMs{ nUnlimited };
 
@@ -152,6 +163,7 @@ public:
 		if (m_bBurst && m_oServer.IsQueueEmpty())
 		{
 			m_bBurst = false;
+			VexTraceMsgPool::Clear();
 			malloc_trim(0);
 		}
 		return nMsgs;
@@ -313,6 +325,7 @@ private:
 
 	static void Child()
 	{
+		oEntering.nThreads = 0;
 		if (m_pServer)
 		{
 			m_pLostThread = m_pServer->m_pServerThread.exchange(nullptr);
@@ -398,6 +411,7 @@ CVexTraceServer::~CVexTraceServer()
 	StopTCPIPServer();
 	for (CVexTraceMsg* pMsg : m_oMsgArray)
 		delete pMsg;
+	VexTraceMsgPool::Clear();
 }
 
 void CVexTraceServer::StartServer()
@@ -457,7 +471,12 @@ bool CVexTraceServer::StopWithin(unsigned int nMs)
 
 bool CVexTraceServer::HasUsers()
 {
-	CVexMutexLock oLock(m_oLockActiveServer);
+	// In this order: who has left oEntering has been counted. Threads of another server pass through it in an instant.
+	for (int i = 0; oEntering.nThreads > 0; ++i)
+		if (i == nEnteringLooks)
+			return true;
+		else
+			sched_yield();
 	return m_nActiveUserCount > 0;
 }
 
@@ -521,8 +540,6 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	if (m_nNextInRound == m_apRound.size())
 	{
 		m_nNextInRound = 0;
-		if (m_apRound.capacity() > nKeptCapacity)
-			m_apRound = std::vector<CVexTraceMsg*>();
 		m_apRound.clear();
 		CVexMutexLock oLock(m_oLockMsgArray);
 		m_apRound.swap(m_oMsgArray);
@@ -531,19 +548,25 @@ std::size_t CVexTraceServer::WriteQueuedMsgs()
 	std::string sName;    // one buffer for all
 	while (m_nNextInRound < m_apRound.size())
 	{
-		const std::unique_ptr<CVexTraceMsg> poMsg(m_apRound[m_nNextInRound++]);
+		CVexTraceMsg* const pMsg = m_apRound[m_nNextInRound++];
 		try
 		{
-			if (poMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
-				DeRegisterObject(poMsg->GetID());
+			if (pMsg->GetText() == CVexTraceMsg::m_szMsgObjectDeleteReq)
+				DeRegisterObject(pMsg->GetID());
 			else
-				WriteMsg(*poMsg, sName);
+				WriteMsg(*pMsg, sName);
 		}
 		catch (const std::exception&)
 		{
 			// No memory for it: this message is dropped.
 		}
+		VexTraceMsgPool::GiveBack(pMsg);
 		VexSignalEnd::CountProgress();
+	}
+	if (m_apRound.capacity() > nKeptCapacity)
+	{
+		m_nNextInRound = 0;
+		m_apRound = std::vector<CVexTraceMsg*>();
 	}
 	return nMsgs;
 }
@@ -714,10 +737,11 @@ void CVexTraceServer::SetActiveServer(CVexTraceServer* pServer)
 
 CVexTraceServer* CVexTraceServer::GetActiveServer()
 {
-	CVexMutexLock oLock(m_oLockActiveServer);
+	++oEntering.nThreads;
 	CVexTraceServer* pServer = m_pActiveServer;
 	if (pServer)
 		pServer->IncActiveUser();
+	--oEntering.nThreads;
 	return pServer;
 }
 
@@ -728,7 +752,6 @@ void CVexTraceServer::IncActiveUser()
 
 void CVexTraceServer::DecActiveUser()
 {
-	CVexMutexLock oLock(m_oLockActiveServer);
 	--m_nActiveUserCount;
 }
 

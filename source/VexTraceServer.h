@@ -129,7 +129,7 @@ public:
 protected:
 	void DeRegisterObject(long nObjectID);
 
-	// With m_oLockActiveServer held.
+	// Only while the server cannot end: for the active server with m_oLockActiveServer held.
 	void IncActiveUser();
 
 	// Writes one message. The result is not used.
@@ -157,7 +157,7 @@ protected:
 	long m_nLastTraceObjectID = 1;    // the next identifier; guarded by m_oLockObjectMap
 	std::map<long, SObjectDesc> m_oObjectMap;
 	mutable CVexMutex m_oLockObjectMap;    // guards m_oObjectMap, and what the monitor port is opened with
-	long m_nActiveUserCount = 0;           // guarded by m_oLockActiveServer
+	std::atomic<long> m_nActiveUserCount{ 0 };
 	std::string m_sMonitorIPAddress;
 	int m_sMonitorPort = 0;
 	unsigned int m_nMaxConnections = 0;
@@ -168,7 +168,7 @@ protected:
 	CVexTraceServerContainer* m_poServerContainer = nullptr;
 
 	static std::atomic<CVexTraceServer*> m_pActiveServer;
-	static CVexMutex& m_oLockActiveServer;    // guards m_pActiveServer and the user counts
+	static CVexMutex& m_oLockActiveServer;    // held while m_pActiveServer changes
 
 private:
 	friend class CVexBaseApplication;

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -41,6 +42,16 @@ int OpenDescriptor(const std::string& sName, int nFlags)
 	const int nHigher = fcntl(nFile, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 	close(nFile);
 	return nHigher;
+}
+
+// False if not all of it could be written.
+bool WriteWhole(int nFile, const std::string& rsText)
+{
+	ssize_t nWritten;
+	do
+		nWritten = write(nFile, rsText.data(), rsText.size());
+	while (nWritten < 0 && errno == EINTR);
+	return nWritten == static_cast<ssize_t>(rsText.size());
 }
 
 bool IsLastLineTorn(const std::string& sName)
@@ -94,17 +105,16 @@ void CVexTraceServerStd::SwitchTraceFile(const CVexLocalTime& oTime)
 
 void CVexTraceServerStd::OpenFile(const std::string& sName)
 {
-	// A stream cannot open a file with these flags, but take a buffer over that has it.
-	const int nFile = OpenDescriptor(sName, O_WRONLY | O_APPEND | O_CREAT);
-	if (nFile < 0)
+	m_nCurFile = OpenDescriptor(sName, O_WRONLY | O_APPEND | O_CREAT);
+	if (m_nCurFile < 0)
 		return;
-	// Unbuffered: every line is one write, nothing of a line that failed is written later, and a child after fork
-	// inherits no unwritten bytes.
-	__gnu_cxx::stdio_filebuf<char> oBuffer(nFile, std::ios::out | std::ios::app, 1);
+	// A stream cannot open a file with these flags, but take over a buffer that has done so. It only owns the file: the
+	// lines are written to the descriptor, each by one write. Nothing of a line that failed is written later, and a
+	// child after fork inherits no unwritten bytes.
+	__gnu_cxx::stdio_filebuf<char> oBuffer(m_nCurFile, std::ios::out | std::ios::app);
 	if (!oBuffer.is_open())
-		close(nFile);
+		close(m_nCurFile);
 	*m_oCurFile.rdbuf() = std::move(oBuffer);
-	m_oCurFile.clear();
 	m_bLineTorn = IsLastLineTorn(sName);
 }
 
@@ -118,7 +128,7 @@ bool CVexTraceServerStd::SaveMsg(const CVexTraceMsg& oMsg, const char* pszObject
 	if (m_oCurFile.is_open())
 	{
 		// What is left of a line that could not be written is found when the file is opened again.
-		if (m_oCurFile.write(m_sLine.data(), static_cast<std::streamsize>(m_sLine.size())))
+		if (WriteWhole(m_nCurFile, m_sLine))
 			m_bLineTorn = false;
 		else
 			m_oCurFile.close();

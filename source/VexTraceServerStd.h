@@ -34,4 +34,5 @@ private:
 	std::ofstream m_oCurFile;
 	std::string m_sLine;         // kept for its memory
 	bool m_bLineTorn = false;    // the file's last line has no end
+	int m_nCurFile = -1;         // m_oCurFile's, while it is open
 };
