@@ -5,6 +5,7 @@
 #include "VexListenTurnsInternal.h"
 #include "VexThread.h"
 #include "VexTraceTextInternal.h"
+#include "VexWakeUpInternal.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -228,7 +229,7 @@ public:
 	{
 		m_bQuit = true;
 		m_oTurn.Leave();
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 	}
 
 	virtual void SetTraceName(const char* szName) { m_oTrace.SetName(szName, nullptr); }
@@ -258,7 +259,7 @@ public:
 
 	CVexTraceEx m_oTrace;
 	CVexTCPIPBase* m_poBaseClass;
-	CVexEvent m_oStartConnecting;
+	const std::shared_ptr<CVexWakeUp> m_poStartConnecting = std::make_shared<CVexWakeUp>();
 	sockaddr_in m_oRemoteAddr = {};    // this and the next two are guarded by the connection's m_oLock
 	Descriptor m_oServerSocket;
 	bool m_bActive = true;
@@ -310,7 +311,7 @@ private:
 	};                          // the request whose outcome is claimed; set under the connection's m_oLock
 	bool m_bDropped = false;    // guarded by the connection's m_oLock
 	CVexEvent m_oIndicated;
-	VexListenTurns::CTurn m_oTurn{ m_oStartConnecting };
+	VexListenTurns::CTurn m_oTurn{ m_poStartConnecting };
 };
 
 // Receives what the connection's socket brings.
@@ -346,7 +347,7 @@ public:
 
 	CVexTraceEx m_oTrace;
 	CVexTCPIPBase* m_poBaseClass;
-	CVexEvent m_oStartReading;
+	CVexWakeUp m_oStartReading;
 	std::atomic<bool> m_bQuit{ false };
 
 private:
@@ -973,7 +974,7 @@ void CVexTCPIPBase::CConnectThread::Run()
 {
 	while (!m_bQuit)
 	{
-		m_oStartConnecting.Wait(0xFFFFFFFF);
+		m_poStartConnecting->Wait();
 		if (m_bQuit)
 			return;
 		const bool bTurn = m_oTurn.Begin();
@@ -1039,7 +1040,7 @@ void CVexTCPIPBase::CConnectThread::Begin()
 {
 	const SRequest oRequest = GetRequest();
 	if (oRequest.m_bActive)
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 	else if (oRequest.m_nNumber != 0)
 		m_oTurn.Enter(oRequest.m_poSocket);
 }
@@ -1064,7 +1065,7 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 	if (!oNext.m_bActive && oNext.m_nNumber != 0)
 		m_oTurn.EnterAgain(oNext.m_poSocket);
 	else if (oNext.m_nNumber != 0)
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 }
 
 // One step: a client is taken only by a connection that still wants one. -1 with EAGAIN if it does not.
@@ -1125,7 +1126,7 @@ void CVexTCPIPBase::CReadThread::Run()
 			continue;
 		if (eState == eConnected || eState == eDisconnecting)
 			ReportEnd();
-		m_oStartReading.Wait(0xFFFFFFFF);
+		m_oStartReading.Wait();
 	}
 }
 
