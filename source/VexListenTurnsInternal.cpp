@@ -26,6 +26,21 @@ long long NowMs()
 	clock_gettime(CLOCK_MONOTONIC, &oNow);
 	return static_cast<long long>(oNow.tv_sec) * 1000 + oNow.tv_nsec / 1000000;
 }
+
+// Signals at its end. Declared ahead of the lock: the thread that wakes up does not find the lock taken.
+struct SGranted
+{
+	SGranted() = default;
+	~SGranted()
+	{
+		if (m_poSignal)
+			m_poSignal->Signal();
+	}
+	SGranted(const SGranted&) = delete;
+	SGranted& operator=(const SGranted&) = delete;
+
+	std::shared_ptr<CVexWakeUp> m_poSignal;
+};
 }    // namespace
 
 // Who has the turn and who waits for it.
@@ -42,6 +57,7 @@ public:
 	// The turn is granted at once if nobody has it. bAgain: only if nobody else has entered it meanwhile.
 	void Enter(CTurn& rTurn, const Socket& poSocket, bool bAgain)
 	{
+		SGranted oGranted;
 		CVexMutexLock oLock(m_oLock);
 		if (bAgain && rTurn.m_eState != CTurn::eOutside)
 			return;
@@ -57,18 +73,19 @@ public:
 			m_apWaiting.push_back(&rTurn);
 		}
 		if (!m_pHolder)
-			GrantNext();
+			GrantNext(oGranted);
 		else if (std::find(m_apoWatched.begin(), m_apoWatched.end(), poSocket) == m_apoWatched.end())
 			WakeHolder();
 	}
 
 	void Leave(CTurn& rTurn)
 	{
+		SGranted oGranted;
 		CVexMutexLock oLock(m_oLock);
 		if (rTurn.m_eState == CTurn::eRunning)
 			Stop(rTurn);
 		else if (rTurn.m_eState == CTurn::eGranted)
-			Release(rTurn);
+			Release(rTurn, oGranted);
 		else if (rTurn.m_eState == CTurn::eWaiting)
 		{
 			m_apWaiting.erase(std::find(m_apWaiting.begin(), m_apWaiting.end(), &rTurn));
@@ -90,8 +107,9 @@ public:
 
 	void End(CTurn& rTurn)
 	{
+		SGranted oGranted;
 		CVexMutexLock oLock(m_oLock);
-		Release(rTurn);
+		Release(rTurn, oGranted);
 	}
 
 	// The holder's socket first, then those of all that wait, each once.
@@ -134,12 +152,12 @@ private:
 		rTurn.m_poSocket.reset();
 	}
 
-	void Release(CTurn& rTurn)
+	void Release(CTurn& rTurn, SGranted& roGranted)
 	{
 		PutOutside(rTurn);
 		m_pHolder = nullptr;
 		m_apoWatched.clear();
-		GrantNext();
+		GrantNext(roGranted);
 	}
 
 	void AddWaiting(Sockets& rapoSockets) const
@@ -171,7 +189,7 @@ private:
 		return apoSockets[nBest].get();
 	}
 
-	void GrantNext()
+	void GrantNext(SGranted& roGranted)
 	{
 		if (m_apWaiting.empty())
 			return;
@@ -184,7 +202,7 @@ private:
 		m_apoWatched.assign(1, m_pHolder->m_poSocket);
 		m_pHolder->m_poSocket->m_nLastTurn = ++m_nTurns;
 		m_pHolder->m_eState = CTurn::eGranted;
-		m_pHolder->m_rGranted.Signal();
+		roGranted.m_poSignal = m_pHolder->m_poGranted;
 	}
 
 	void WakeHolder() const
@@ -195,8 +213,7 @@ private:
 		}
 	}
 
-	// Guards all below but the descriptor, each turn's state and socket, and each socket's m_nLastTurn. Granted turns are
-	// signalled with it held: their event may be gone behind it.
+	// Guards all below but the descriptor, each turn's state and socket, and each socket's m_nLastTurn.
 	CVexMutex m_oLock;
 	CTurn* m_pHolder = nullptr;
 	std::deque<CTurn*> m_apWaiting;

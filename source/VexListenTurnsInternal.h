@@ -5,6 +5,7 @@
 
 #include "VexDescriptorInternal.h"
 #include "VexMutex.h"
+#include "VexWakeUpInternal.h"
 
 #include <atomic>
 #include <memory>
@@ -24,8 +25,8 @@ public:
 		eStopped
 	};
 
-	// rGranted is signalled when the turn has come. It is the caller's and outlives the object.
-	explicit CTurn(CVexEvent& rGranted) : m_rGranted(rGranted) {}
+	// poGranted is signalled when the turn has come, perhaps also after the turn has been left.
+	explicit CTurn(const std::shared_ptr<CVexWakeUp>& poGranted) : m_poGranted(poGranted) {}
 	~CTurn() { Leave(); }
 	CTurn(const CTurn&) = delete;
 	CTurn& operator=(const CTurn&) = delete;
@@ -62,7 +63,7 @@ private:
 	} m_eState = eOutside;
 	std::shared_ptr<CVexDescriptor> m_poSocket;    // changed by the owner alone while the turn is running
 
-	CVexEvent& m_rGranted;
+	const std::shared_ptr<CVexWakeUp> m_poGranted;
 	std::atomic<bool> m_bStop{ false };
 };
 }    // namespace VexListenTurns

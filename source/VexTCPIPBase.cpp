@@ -5,6 +5,7 @@
 #include "VexListenTurnsInternal.h"
 #include "VexThread.h"
 #include "VexTraceTextInternal.h"
+#include "VexWakeUpInternal.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -25,7 +26,6 @@
 namespace
 {
 const std::size_t nReceiveBlock = 1024;
-const unsigned int nIndicationPollMs = 10;
 const std::size_t nMaxUnreachable = 1048576;
 const std::size_t nCutOff = 65536;    // so much taken data, at least, is cut off the buffer at once
 
@@ -94,12 +94,40 @@ sockaddr_in ConvTCPAddrToSocketAddr(const char* szAddress, unsigned short nPort)
 	return oAddress;
 }
 
-bool Listen(const Descriptor& poSocket, const sockaddr_in& rAddress)
+// 0, or the system's number of the error.
+int Listen(const Descriptor& poSocket, const sockaddr_in& rAddress)
 {
 	// What is no address reads as the broadcast address, which can be bound but never be reached.
-	return rAddress.sin_addr.s_addr != INADDR_NONE && SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1) &&
-		bind(poSocket->Get(), reinterpret_cast<const sockaddr*>(&rAddress), sizeof rAddress) == 0 &&
-		listen(poSocket->Get(), 128) == 0;
+	if (rAddress.sin_addr.s_addr == INADDR_NONE)
+		return EADDRNOTAVAIL;
+	if (!SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1) ||
+		bind(poSocket->Get(), reinterpret_cast<const sockaddr*>(&rAddress), sizeof rAddress) != 0 ||
+		listen(poSocket->Get(), 128) != 0)
+		return errno;
+	// The accepted sockets inherit these. A dead client is found after 60 s and three probes.
+	const int anSettings[][3] = {
+		{ IPPROTO_TCP, TCP_NODELAY, 1 },
+		{ SOL_SOCKET, SO_KEEPALIVE, 1 },
+		{ IPPROTO_TCP, TCP_KEEPIDLE, 60 },
+		{ IPPROTO_TCP, TCP_KEEPINTVL, 10 },
+		{ IPPROTO_TCP, TCP_KEEPCNT, 3 },
+	};
+	for (const auto& rSetting : anSettings)
+		SetOption(poSocket, rSetting[0], rSetting[1], rSetting[2]);
+	return 0;
+}
+
+// A line of its own, after the text that says what failed.
+void TraceReason(CVexTrace& rTrace, const std::string& sAddress, unsigned short nPort, int nError)
+{
+	char acBuffer[256];
+	VexTraceText(rTrace,
+		CVexTraceMsg::eError,
+		[&](std::ostream& rStream)
+		{
+			rStream << "TCP/IP-Address=" << sAddress << ",Port=" << nPort << ": "
+					<< strerror_r(nError, acBuffer, sizeof acBuffer);
+		});
 }
 
 // The time limit that a program has set on sending; 0 if there is none.
@@ -201,7 +229,7 @@ public:
 	{
 		m_bQuit = true;
 		m_oTurn.Leave();
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 	}
 
 	virtual void SetTraceName(const char* szName) { m_oTrace.SetName(szName, nullptr); }
@@ -216,7 +244,13 @@ public:
 
 	bool IsCurrent() const { return IsOwnThread(); }
 
-	ERetCode SetConnectionParameter(const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest);
+	// The request has timed out while its outcome was being indicated: what the base version of ConInd() is yet to be
+	// told does not count. Both with the connection's lock.
+	void DropIndication() { m_bDropped = true; }
+	bool IsDropped() const { return m_bDropped && IsCurrent(); }
+
+	// 0, or the system's number of the error.
+	int SetConnectionParameter(const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest);
 
 	// Begins with the request that was set.
 	void Begin();
@@ -225,7 +259,7 @@ public:
 
 	CVexTraceEx m_oTrace;
 	CVexTCPIPBase* m_poBaseClass;
-	CVexEvent m_oStartConnecting;
+	const std::shared_ptr<CVexWakeUp> m_poStartConnecting = std::make_shared<CVexWakeUp>();
 	sockaddr_in m_oRemoteAddr = {};    // this and the next two are guarded by the connection's m_oLock
 	Descriptor m_oServerSocket;
 	bool m_bActive = true;
@@ -253,30 +287,31 @@ private:
 		Descriptor m_poSocket;    // to connect or to listen on; null if it was closed meanwhile
 	};
 
-	static Descriptor Register(
-		const std::string& sIPAddress, std::uint16_t nPort, const sockaddr_in& rAddress, const Descriptor& poOldSocket);
+	static Descriptor Register(const std::string& sIPAddress, std::uint16_t nPort, const sockaddr_in& rAddress,
+		const Descriptor& poOldSocket, int& rnError);
 	static void Deregister(const Descriptor& poSocket);
 	static Descriptor Share(const std::string& sIPAddress, std::uint16_t nPort);
 	static void RemoveUser(const Descriptor& poSocket);
 
-	ERetCode PrepareActive();
-	ERetCode PreparePassive(const Descriptor& poSocket);
+	int PrepareActive();
+	int PreparePassive(const Descriptor& poSocket, int nError);
 	SRequest GetRequest() const;
 	bool IsOver(const SRequest& rRequest) const;
 	bool Claim(const SRequest& rRequest, const Descriptor& poConnected);
 	int AcceptAndClaim(const SRequest& rRequest, int& rnError);
 	void Indicate(bool bConnected, int nSocket);
 	void Connect(const SRequest& rRequest);
-	static bool ConnectSocket(const SRequest& rRequest);
+	static int ConnectSocket(const SRequest& rRequest);
 	void Accept(const SRequest& rRequest);
 	void FailToAccept(const SRequest& rRequest);
 
 	unsigned m_nRequest = 0;    // 0: none, or it has been answered; guarded by the connection's m_oLock
 	std::atomic<unsigned> m_nIndicating{
 		0
-	};    // the request whose outcome is claimed; set under the connection's m_oLock
+	};                          // the request whose outcome is claimed; set under the connection's m_oLock
+	bool m_bDropped = false;    // guarded by the connection's m_oLock
 	CVexEvent m_oIndicated;
-	VexListenTurns::CTurn m_oTurn{ m_oStartConnecting };
+	VexListenTurns::CTurn m_oTurn{ m_poStartConnecting };
 };
 
 // Receives what the connection's socket brings.
@@ -312,7 +347,7 @@ public:
 
 	CVexTraceEx m_oTrace;
 	CVexTCPIPBase* m_poBaseClass;
-	CVexEvent m_oStartReading;
+	CVexWakeUp m_oStartReading;
 	std::atomic<bool> m_bQuit{ false };
 
 private:
@@ -325,7 +360,7 @@ std::atomic<int> CVexTCPIPBase::m_nInstances{ 0 };
 CVexTCPIPBase::CVexTCPIPBase()
 	: m_poReadThread(std::make_unique<CReadThread>(this)), m_poConnectThread(std::make_unique<CConnectThread>(this))
 {
-	if (!m_poReadThread->Start() || !m_poConnectThread->Start())
+	if (!StartThreads())
 		m_eState = eClassNotInitialized;
 	++m_nInstances;
 }
@@ -334,6 +369,23 @@ CVexTCPIPBase::~CVexTCPIPBase()
 {
 	EndThreads();
 	--m_nInstances;
+}
+
+// True if a thread was missing and both are there now.
+bool CVexTCPIPBase::StartThreads()
+{
+	const auto IsMissing = [](const CVexThread& rThread)
+	{ return rThread.GetState() == CVexThread::STATE_NEW || rThread.GetState() == CVexThread::STATE_TERMINATED; };
+	bool bStarted = false;
+	for (CVexThread* pThread :
+		{ static_cast<CVexThread*>(m_poReadThread.get()), static_cast<CVexThread*>(m_poConnectThread.get()) })
+		if (pThread && IsMissing(*pThread))
+		{
+			bStarted = pThread->Start();
+			if (!bStarted)
+				return false;
+		}
+	return bStarted;
 }
 
 void CVexTCPIPBase::EndThreads()
@@ -384,6 +436,8 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 	{
 		{
 			CVexMutexLock oLock(m_oLock);
+			if (m_poConnectThread->IsDropped())
+				return;
 			Descriptor poConnected;
 			poConnected.swap(m_poClaimed);
 			// A socket that is new to this class was made by a deriving one.
@@ -405,6 +459,8 @@ void CVexTCPIPBase::ConInd(bool bConnected, int nSocket)
 		CVexTraceMsg::eInfo,
 		[this](std::ostream& rStream) { rStream << "Disconnected from TCP/IP-Address=" << GetAddressText(); });
 	CVexMutexLock oLock(m_oLock);
+	if (m_poConnectThread->IsDropped())
+		return;
 	m_eState = eDisconnected;
 	m_oDisconnected.Signal();
 }
@@ -520,7 +576,7 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 			});
 		return eOK;
 	}
-	const bool bConnected = AwaitConnected(nRequest, bActive, nTimeout);
+	const bool bConnected = EndRequest(nRequest, bActive, m_oConnected.Wait(Deadline(nTimeout)));
 	const int nSocket = m_oSocket;
 	VexTraceText(m_oTrace,
 		bConnected ? CVexTraceMsg::eInfo : CVexTraceMsg::eError,
@@ -533,38 +589,35 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::ConnectReq(
 	return bConnected ? eOK : eTimeout;
 }
 
-bool CVexTCPIPBase::AwaitConnected(unsigned nRequest, bool bActive, int nTimeout)
-{
-	bool bConnected = m_oConnected.Wait(Deadline(nTimeout));
-	// An outcome that is there in time is waited for: an override of ConInd() may take a while before it calls the base
-	// version.
-	while (!EndRequestUnlessIndicating(nRequest, bActive, bConnected))
-		bConnected = m_oConnected.Wait(nIndicationPollMs);
-	return bConnected && !m_bEnding;
-}
-
-// False while the outcome is being told. The look and the end of a request that has timed out are one step: no outcome
-// comes in between.
-bool CVexTCPIPBase::EndRequestUnlessIndicating(unsigned nRequest, bool bActive, bool& rbConnected)
+// True if it is connected. Looking at the signal and ending a request that has timed out are one step: no outcome comes
+// in between.
+bool CVexTCPIPBase::EndRequest(unsigned nRequest, bool bActive, bool bConnected)
 {
 	Descriptor poDescriptor;
+	Descriptor poClaimed;
 	{
 		CVexMutexLock oLock(m_oLock);
-		rbConnected = rbConnected || m_oConnected.Wait(0);
+		if (bConnected || m_oConnected.Wait(0))
+			return !m_bEnding;
 		// Over, also if an indication has asked for the next connection already.
-		if (rbConnected || m_bEnding || m_nRequest != nRequest)
-			return true;
-		if (m_poConnectThread->IsIndicating(nRequest) && m_eState == eConnecting)
+		if (m_bEnding || m_nRequest != nRequest)
 			return false;
+		// An override of ConInd() has not yet called the base version. A client that has come is kept: a passive
+		// connection goes on.
+		if (m_poConnectThread->IsIndicating(nRequest) && (bActive || !m_poClaimed))
+		{
+			m_poConnectThread->DropIndication();
+			poClaimed.swap(m_poClaimed);
+		}
 		m_eState = eDisconnected;
-		// A passive connection goes on listening.
 		m_nRequest += bActive ? 1 : 0;
 		poDescriptor.swap(m_poDescriptor);
 		m_oSocket = -1;
 	}
-	if (poDescriptor)
-		poDescriptor->ShutDown();
-	return true;
+	for (const Descriptor& rpoSocket : { poDescriptor, poClaimed })
+		if (rpoSocket)
+			rpoSocket->ShutDown();
+	return false;
 }
 
 // Everything of a connect request up to the signal for the connect thread.
@@ -572,6 +625,9 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 	const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest)
 {
 	ERetCode eResult = eOK;
+	// The system may have threads again.
+	if (m_eState == eClassNotInitialized && StartThreads())
+		m_eState = eDisconnected;
 	{
 		CVexMutexLock oLock(m_oLock);
 		if (m_eState == eClassNotInitialized || m_bEnding)
@@ -590,11 +646,12 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 		}
 	}
 	const char* szReason = eResult == eNotInitialized ? "class not initialiszed" : "not allowed";    // KEPT: spelling
+	int nError = 0;
 	if (eResult == eOK)
 	{
 		EmptyRecvBuffer();
-		eResult = m_poConnectThread->SetConnectionParameter(szAddress, nPort, bActive, rnRequest);
-		if (eResult == eOK)
+		nError = m_poConnectThread->SetConnectionParameter(szAddress, nPort, bActive, rnRequest);
+		if (nError == 0)
 			return eOK;
 		eResult = eSocketError;
 		szReason = "param setting";
@@ -611,6 +668,8 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::RequestConnection(
 			if (eResult == eSocketError)
 				rStream << ",Active=" << bActive;
 		});
+	if (eResult == eSocketError)
+		TraceReason(m_oTrace, GetIPAddress(), nPort, nError);
 	return eResult;
 }
 
@@ -650,7 +709,9 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::DisconnectReq(int nTimeout)
 CVexTCPIPBase::ERetCode CVexTCPIPBase::DataReq(const char* pData, int nLen, int)
 {
 	std::size_t nDone = 0;
-	return nLen < 0 ? eSocketError : SendBlock(pData, static_cast<std::size_t>(nLen), nDone);
+	// No data at all: refused by SendBlock() when it has looked at the state.
+	const char* pBlock = nLen < 0 ? nullptr : pData;
+	return SendBlock(pBlock, static_cast<std::size_t>(nLen), nDone);
 }
 
 // One send. What a signal has cut short is taken up again; what a time limit on the socket has cut short, or a socket
@@ -689,17 +750,12 @@ std::vector<CVexTCPIPBase::CConnectThread::SSocketEntry>& CVexTCPIPBase::CConnec
 	return rTable;
 }
 
-// poOldSocket: the share of the last request, which is given back; null if there is none.
-Descriptor CVexTCPIPBase::CConnectThread::Register(
-	const std::string& sIPAddress, std::uint16_t nPort, const sockaddr_in& rAddress, const Descriptor& poOldSocket)
+// poOldSocket: the share of the last request, which is returned; may be null. The result is null with an error in rnError.
+Descriptor CVexTCPIPBase::CConnectThread::Register(const std::string& sIPAddress, std::uint16_t nPort,
+	const sockaddr_in& rAddress, const Descriptor& poOldSocket, int& rnError)
 {
-	enum
-	{
-		eShared,
-		eNew,
-		eNoSocket,
-		eNotListening
-	} eResult = eShared;
+	rnError = 0;
+	bool bNew = false;
 	Descriptor poSocket;
 	{
 		CVexMutexLock oLock(m_oLockSocketTable.m_oObject);
@@ -709,27 +765,25 @@ Descriptor CVexTCPIPBase::CConnectThread::Register(
 		if (!poSocket)
 		{
 			poSocket = MakeSocket(SOCK_NONBLOCK);
-			eResult = !poSocket ? eNoSocket : Listen(poSocket, rAddress) ? eNew : eNotListening;
-			if (eResult == eNew)
-			{
-				SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
+			rnError = poSocket ? Listen(poSocket, rAddress) : errno;
+			bNew = rnError == 0;
+			if (bNew)
 				m_oaSocketTable().push_back({ sIPAddress, nPort, poSocket, 1 });
-			}
 		}
 	}
 	// Without the lock: a trace server may be about to listen itself.
-	if (eResult == eNoSocket)
+	if (!poSocket)
 		VexTraceText(CVexTrace::m_oGlobalTrace,
 			CVexTraceMsg::eError,
 			[](std::ostream& rStream) { rStream << "Error creating server socket."; });
-	if (eResult == eNew)
+	if (bNew)
 		VexTraceText(CVexTrace::m_oGlobalTrace,
 			CVexTraceMsg::eDebugL2,
 			[&](std::ostream& rStream) {
 				rStream << "Added new socket in socket table: socket=" << SVexHex{ poSocket->Get() }
 						<< SLocation{ __LINE__ };
 			});
-	return eResult == eNotListening ? nullptr : poSocket;
+	return rnError == 0 ? poSocket : nullptr;
 }
 
 // With m_oLockSocketTable held. Null if nobody listens there yet.
@@ -765,7 +819,7 @@ void CVexTCPIPBase::CConnectThread::Deregister(const Descriptor& poSocket)
 
 // Connect thread
 
-CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
+int CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 	const char* szAddress, unsigned short nPort, bool bActive, unsigned nRequest)
 {
 	VexTraceText(m_oTrace,
@@ -787,19 +841,27 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::SetConnectionParameter(
 		m_oRemoteAddr = oAddress;
 	}
 	m_oTurn.Leave();
+	int nError = 0;
 	if (bActive)
+	{
 		Deregister(poOldSocket);
-	const ERetCode eResult =
-		bActive ? PrepareActive() : PreparePassive(Register(szAddress ? szAddress : "", nPort, oAddress, poOldSocket));
-	if (eResult == eOK)
+		nError = PrepareActive();
+	}
+	else
+	{
+		const Descriptor poSocket = Register(szAddress ? szAddress : "", nPort, oAddress, poOldSocket, nError);
+		nError = PreparePassive(poSocket, nError);
+	}
+	if (nError == 0)
 	{
 		CVexMutexLock oLock(m_poBaseClass->m_oLock);
 		m_nRequest = nRequest;
 	}
-	return eResult;
+	return nError;
 }
 
-CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Descriptor& poSocket)
+// poSocket: null with an error.
+int CVexTCPIPBase::CConnectThread::PreparePassive(const Descriptor& poSocket, int nError)
 {
 	if (!poSocket)
 	{
@@ -809,7 +871,8 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Desc
 			{
 				rStream << "Server socket could not registed: socket=" << SVexHex{ -1 };    // KEPT: spelling
 			});
-		return eSocketError;
+		TraceReason(m_oTrace, m_poBaseClass->GetIPAddress(), m_poBaseClass->GetPort(), nError);
+		return nError;
 	}
 	VexTraceText(m_oTrace,
 		CVexTraceMsg::eDebugL3,
@@ -820,18 +883,20 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PreparePassive(const Desc
 		});
 	CVexMutexLock oLock(m_poBaseClass->m_oLock);
 	m_oServerSocket = poSocket;
-	return eOK;
+	return 0;
 }
 
-CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
+int CVexTCPIPBase::CConnectThread::PrepareActive()
 {
 	if (m_poBaseClass->m_oSocket != -1)
-		return eOK;
+		return 0;
 	const Descriptor poSocket = MakeSocket(0);
-	if (!poSocket || !m_poBaseClass->SetDescriptor(poSocket))
-		return eSocketError;
+	if (!poSocket)
+		return errno;
+	if (!m_poBaseClass->SetDescriptor(poSocket))
+		return ECANCELED;
 	if (!SetOption(poSocket, SOL_SOCKET, SO_REUSEADDR, 1))
-		return eSocketError;
+		return errno;
 	const struct
 	{
 		int nLevel;
@@ -850,10 +915,10 @@ CVexTCPIPBase::ERetCode CVexTCPIPBase::CConnectThread::PrepareActive()
 			const int nError = errno;
 			std::cout << "socket option " << rSetting.szName << " failed for socket " << SVexHex{ poSocket->Get() }
 					  << ": errno=" << SVexHex{ nError } << std::flush;
-			return eSocketError;
+			return nError;
 		}
 	SetOption(poSocket, IPPROTO_TCP, TCP_NODELAY, 1);
-	return eOK;
+	return 0;
 }
 
 CVexTCPIPBase::CConnectThread::SRequest CVexTCPIPBase::CConnectThread::GetRequest() const
@@ -882,6 +947,7 @@ bool CVexTCPIPBase::CConnectThread::Claim(const SRequest& rRequest, const Descri
 		return false;
 	m_nRequest = 0;
 	m_nIndicating = rRequest.m_nNumber;
+	m_bDropped = false;
 	m_poBaseClass->m_poClaimed = poConnected;
 	return true;
 }
@@ -908,7 +974,7 @@ void CVexTCPIPBase::CConnectThread::Run()
 {
 	while (!m_bQuit)
 	{
-		m_oStartConnecting.Wait(0xFFFFFFFF);
+		m_poStartConnecting->Wait();
 		if (m_bQuit)
 			return;
 		const bool bTurn = m_oTurn.Begin();
@@ -924,10 +990,10 @@ void CVexTCPIPBase::CConnectThread::Run()
 void CVexTCPIPBase::CConnectThread::Connect(const SRequest& rRequest)
 {
 	const int nSocket = rRequest.m_poSocket ? rRequest.m_poSocket->Get() : -1;
-	const bool bConnected = rRequest.m_poSocket && ConnectSocket(rRequest);
-	if (!Claim(rRequest, bConnected ? rRequest.m_poSocket : nullptr))
+	const int nError = rRequest.m_poSocket ? ConnectSocket(rRequest) : ECANCELED;
+	if (!Claim(rRequest, nError == 0 ? rRequest.m_poSocket : nullptr))
 		return;
-	if (bConnected)
+	if (nError == 0)
 	{
 		VexTraceText(m_oTrace,
 			CVexTraceMsg::eDebugL2,
@@ -939,12 +1005,14 @@ void CVexTCPIPBase::CConnectThread::Connect(const SRequest& rRequest)
 	VexTraceText(m_oTrace,
 		CVexTraceMsg::eError,
 		[&](std::ostream& rStream) { rStream << "connect to socket " << SVexHex{ nSocket } << " failed."; });
+	TraceReason(m_oTrace, m_poBaseClass->GetIPAddress(), m_poBaseClass->GetPort(), nError);
 	Indicate(false, nSocket);
 	Sleep(0, 5);
 }
 
 // Blocks until the outcome is known or the socket is shut down. Not a blocking connect(): a shutdown does not end that.
-bool CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
+// 0, or the system's number of the error.
+int CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
 {
 	const int nSocket = rRequest.m_poSocket->Get();
 	SetBlocking(nSocket, false);
@@ -959,12 +1027,12 @@ bool CVexTCPIPBase::CConnectThread::ConnectSocket(const SRequest& rRequest)
 			break;
 		// A shutdown before connect() wakes nobody, but can be seen; one behind this look ends the wait.
 		if (rRequest.m_poSocket->IsShutDown())
-			return false;
+			return ECANCELED;
 		pollfd oPoll = { nSocket, POLLOUT, 0 };
 		poll(&oPoll, 1, -1);
 	}
 	SetBlocking(nSocket, true);
-	return nError == 0 || nError == EISCONN;
+	return nError == EISCONN ? 0 : nError;
 }
 
 // A thread that would only wait for its turn is not woken before that has come.
@@ -972,7 +1040,7 @@ void CVexTCPIPBase::CConnectThread::Begin()
 {
 	const SRequest oRequest = GetRequest();
 	if (oRequest.m_bActive)
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 	else if (oRequest.m_nNumber != 0)
 		m_oTurn.Enter(oRequest.m_poSocket);
 }
@@ -997,7 +1065,7 @@ void CVexTCPIPBase::CConnectThread::Accept(const SRequest& rRequest)
 	if (!oNext.m_bActive && oNext.m_nNumber != 0)
 		m_oTurn.EnterAgain(oNext.m_poSocket);
 	else if (oNext.m_nNumber != 0)
-		m_oStartConnecting.Signal();
+		m_poStartConnecting->Signal();
 }
 
 // One step: a client is taken only by a connection that still wants one. -1 with EAGAIN if it does not.
@@ -1013,6 +1081,7 @@ int CVexTCPIPBase::CConnectThread::AcceptAndClaim(const SRequest& rRequest, int&
 	{
 		m_nRequest = 0;
 		m_nIndicating = rRequest.m_nNumber;
+		m_bDropped = false;
 		m_poBaseClass->m_poClaimed = std::make_shared<CVexDescriptor>(nSocket);
 	}
 	return nSocket;
@@ -1057,7 +1126,7 @@ void CVexTCPIPBase::CReadThread::Run()
 			continue;
 		if (eState == eConnected || eState == eDisconnecting)
 			ReportEnd();
-		m_oStartReading.Wait(0xFFFFFFFF);
+		m_oStartReading.Wait();
 	}
 }
 

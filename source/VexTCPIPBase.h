@@ -82,7 +82,8 @@ public:
 		eLongData = 4
 	};
 
-	// Starts both threads. If the system has none left, the state is eClassNotInitialized.
+	// Starts both threads. If the system has none left, the state is eClassNotInitialized until a connect request can
+	// start them.
 	CVexTCPIPBase();
 	CVexTCPIPBase(const CVexTCPIPBase&) = delete;
 	CVexTCPIPBase& operator=(const CVexTCPIPBase&) = delete;
@@ -102,9 +103,11 @@ public:
 	// listening connections of the process wait.
 	virtual void ConInd(bool bConnected, int nSocket);
 
-	// Connects (bActive) or waits for one client. A null address: this machine's own. eTimeout also when the connect
-	// failed earlier: ConInd(false) has told then. A ConInd() that has begun in time is waited for. After a passive request has timed out the connection goes on
-	// listening; an active one is over.
+	// Connects (bActive) or waits for one client. A null address: this machine's own. eTimeout is also returned if the
+	// connect failed earlier; ConInd(false) has reported it by then. An override of ConInd() that has not yet called the
+	// base version does not prolong the time-out: what an active request has made is closed then, and the base version
+	// ignores it. After a passive request has timed out the connection goes on listening; an active one is over.
+	// eNotInitialized: the system had no threads left for the connection, nor has it now.
 	ERetCode ConnectReq(const char* szAddress, unsigned short nPort, bool bActive, int nTimeout);
 	ERetCode ConnectToServer(const char* szAddress, unsigned short nPort, int nTimeout);
 	ERetCode AwaitConnectionFromClient(const char* szAddress, unsigned short nPort, int nTimeout);
@@ -192,8 +195,8 @@ private:
 	Descriptor GetDescriptor() const;
 	bool SetDescriptor(const Descriptor& poDescriptor);
 	ERetCode RequestConnection(const char* szAddress, unsigned short nPort, bool bActive, unsigned& rnRequest);
-	bool AwaitConnected(unsigned nRequest, bool bActive, int nTimeout);
-	bool EndRequestUnlessIndicating(unsigned nRequest, bool bActive, bool& rbConnected);
+	bool EndRequest(unsigned nRequest, bool bActive, bool bConnected);
+	bool StartThreads();
 	ERetCode GetAddr(bool bRemote, std::string& sAddr, unsigned short& nPort) const;
 	std::string GetAddressText() const;
 

@@ -5,18 +5,21 @@
 #include "VexMutex.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+class CVexListenRetry;
 class CVexTCPIPServerBase;
 
 // Has nMaxConnections slots and keeps nReserve of them listening while slots are free. A deriving container makes its
 // own server objects in CreateNewClass(), calls FillUpReserve() at the end of its constructor and DeleteServers() in
-// its destructor.
+// its destructor. A slot whose object cannot listen (the port is taken, the system has no threads left) stays unused;
+// FillUpReserve() runs again after two seconds.
 //
-// Threads: Connected() runs on the server objects' threads. CreateNewClass() runs there and on the constructing thread,
-//          with m_oLockContainer held: it must not call back into the container.
+// Threads: Connected() runs on the server objects' threads. CreateNewClass() runs there, on the constructing thread, and
+//          on a thread that all containers share, with m_oLockContainer held: it must not call back into the container.
 class CVexTCPIPServerContainer
 {
 public:
@@ -46,6 +49,9 @@ public:
 
 	void FillUpReserve();
 
+	// How many slots are waiting for a client now. Less than the reserve, while slots are unused: they cannot listen.
+	int GetListeningCount() const;
+
 	// Null outside the slots and for a slot without an object.
 	CVexTCPIPServerBase* operator[](int nIndex);
 
@@ -62,8 +68,11 @@ protected:
 	std::uint16_t m_nPort;
 	std::vector<TCPIPServerInfo> m_aoServer;
 	std::uint32_t m_nMaxId = 0;
-	CVexMutex m_oLockContainer;    // guards m_aoServer, m_nMaxId and m_bEnding
+	mutable CVexMutex m_oLockContainer;    // guards m_aoServer, m_nMaxId and m_bEnding
 
 private:
+	void FillSlot(TCPIPServerInfo& rInfo);
+
 	bool m_bEnding = false;
+	std::shared_ptr<CVexListenRetry> m_poRetry;
 };

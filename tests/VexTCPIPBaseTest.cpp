@@ -80,13 +80,15 @@ TEST(CVexTCPIPBase, ConnectsExchangesAndDisconnectsWithinMilliseconds)
 	EXPECT_EQ(rConnection.GetRemoteAddr(sAddress, nPort), C::eOK);
 	EXPECT_EQ(sAddress + ":" + std::to_string(nPort), "127.0.0.1:" + std::to_string(oPair.m_oListener.Port()));
 	EXPECT_EQ(rConnection.DataReq("a\0b\xFF", 4, 0), C::eOK);
+	EXPECT_EQ(rConnection.DataReq("a", -1, 0), C::eSocketError);
 	EXPECT_EQ(oPair.m_poPeer->Receive(4), std::string("a\0b\xFF", 4));
 	EXPECT_LT(Seconds([&] { EXPECT_EQ(rConnection.DisconnectReq(60000), C::eOK); }), 0.5);
 	EXPECT_TRUE(oPair.m_poPeer->SeesTheEnd());
 	EXPECT_EQ(rConnection.m_nDisconnected, 1);
 	EXPECT_STREQ(rConnection.GetConnectStateString(), "disconnected");
 	EXPECT_EQ(rConnection.DisconnectReq(0), C::eCallNotAllowed);
-	EXPECT_EQ(rConnection.DataReq("a", 1, 0), C::eCallNotAllowed);
+	for (const int nLength : { 1, -1 })
+		EXPECT_EQ(rConnection.DataReq("a", nLength, 0), C::eCallNotAllowed);
 	EXPECT_EQ(rConnection.GetRemoteAddr(sAddress, nPort), C::eSocketError);
 }
 
@@ -382,17 +384,49 @@ TEST(CVexTCPIPBase, AnOverrideThatLeavesOutTheBaseVersionIsNotToldWithoutEnd)
 	EXPECT_LE(oConnection.m_nDisconnected, 3);
 }
 
-TEST(CVexTCPIPBase, ASlowIndicationThatHasBegunInTimeCountsAsConnected)
+// It waited for the override without limit, and indefinitely when the override waited for the requester.
+TEST(CVexTCPIPBase, ARequestKeepsItsTimeoutWhileAnIndicationRuns)
 {
-	CRawListener oListener;
-	CScripted oConnection;
-	oConnection.m_oConInd = [&](bool bConnected, int nSocket)
+	enum
 	{
-		std::this_thread::sleep_for(std::chrono::milliseconds(bConnected ? 400 : 0));
-		oConnection.Base(bConnected, nSocket);
+		eConnects,
+		eFails,
+		eAccepts
 	};
-	EXPECT_EQ(oConnection.ConnectToServer(szLocal, oListener.Port(), 200), C::eOK);
-	EXPECT_EQ(oConnection.GetConnectState(), C::eConnected);
+	for (const int eCase : { eConnects, eFails, eAccepts })
+	{
+		SCOPED_TRACE(eCase);
+		CRawListener oListener;
+		CRawListener oOther;
+		const unsigned short nFree = FindFreePort();
+		std::atomic<bool> bHeld{ true };    // what the requester holds and the override waits for
+		CScripted oConnection;
+		oConnection.m_oConInd = [&](bool bConnected, int nSocket)
+		{
+			EXPECT_TRUE(ComesTrue([&] { return !bHeld; }, 20000));
+			oConnection.Base(bConnected, nSocket);
+		};
+		int nClient = -1;
+		std::thread oClient(
+			[&] {
+				EXPECT_TRUE(eCase != eAccepts || ComesTrue([&] { return (nClient = ConnectToLoopback(nFree)) >= 0; }));
+			});
+		const unsigned short nPortOf[] = { oListener.Port(), nFree, nFree };
+		EXPECT_EQ(oConnection.ConnectReq(szLocal, nPortOf[eCase], eCase != eAccepts, 300), C::eTimeout);
+		oClient.join();
+		EXPECT_EQ(oConnection.GetConnectState(), C::eDisconnected);
+		EXPECT_TRUE(eCase != eConnects || oListener.Accept()->SeesTheEnd());
+		// A client that was accepted counts later.
+		EXPECT_EQ(eCase == eAccepts ? C::eOK : oConnection.ConnectToServer(szLocal, oOther.Port(), -2), C::eOK);
+		bHeld = false;
+		EXPECT_TRUE(ComesTrue([&] { return oConnection.GetConnectState() == C::eConnected; }));
+		std::string sAddress;
+		unsigned short nPort = 0;
+		EXPECT_EQ(oConnection.GetRemoteAddr(sAddress, nPort), C::eOK);
+		EXPECT_EQ(nPort == oOther.Port(), eCase != eAccepts);
+		EXPECT_EQ(oConnection.m_nDisconnected, eCase == eFails ? 1 : 0);
+		close(nClient);
+	}
 }
 
 TEST(CVexTCPIPBase, AnIndicationDisconnectsWithoutWaiting)
@@ -465,21 +499,28 @@ TEST(CVexTCPIPBase, ABlockedSendEndsWithTheConnection)
 	oSender.join();
 }
 
-TEST(CVexTCPIPBase, TraceTextsMixHexadecimalHandlesAndDecimalNumbers)
+TEST(CVexTCPIPBase, TraceTextsHaveHexadecimalHandlesDecimalNumbersAndTheSystemsReasons)
 {
 	CRecordingServer oServer(63);
 	CRawListener oListener;
 	const std::string sPort = std::to_string(oListener.Port());
+	const std::string sFree = std::to_string(FindFreePort());
 	{
-		C oConnection;
-		EXPECT_EQ(oConnection.ConnectToServer(szLocal, oListener.Port(), 60000), C::eOK);
+		C aoConnections[2];
+		EXPECT_EQ(aoConnections[0].ConnectToServer(szLocal, oListener.Port(), 60000), C::eOK);
+		EXPECT_EQ(aoConnections[1].AwaitConnectionFromClient(szLocal, oListener.Port(), -2), C::eSocketError);
+		EXPECT_EQ(aoConnections[1].ConnectToServer(szLocal, static_cast<unsigned short>(std::stoi(sFree)), -2), C::eOK);
+		EXPECT_TRUE(ComesTrue([&] { return aoConnections[1].GetConnectState() == C::eDisconnected; }));
 	}
 	std::string sLines;
 	for (const std::string& rsLine : oServer.Lines())
 		sLines += rsLine + "\n";
 	for (const std::string& rsText : { "Address=127.0.0.1, Port=" + sPort + "Active=1\tFile source/VexTCPIPBase Line ",
 			 ",Port=" + sPort + ",Active=1,Timeout=60000,socket=0x",
-			 "Connected to TCP/IP-Address=127.0.0.1, Port=" + sPort + "\n" })
+			 "Connected to TCP/IP-Address=127.0.0.1, Port=" + sPort + "\n",
+			 "/CVexTCPIPBase::CConnectThread TCP/IP-Address=127.0.0.1,Port=" + sPort + ": Address already in use\n",
+			 "/CVexTCPIPBase TCP/IP-Address=127.0.0.1,Port=" + sPort + ": Address already in use\n",
+			 "/CVexTCPIPBase::CConnectThread TCP/IP-Address=127.0.0.1,Port=" + sFree + ": Connection refused\n" })
 		EXPECT_NE(sLines.find(rsText), std::string::npos) << rsText << " not in\n" << sLines;
 }
 

@@ -16,6 +16,22 @@ public:
 	using CVexTCPIPServerBase::CVexTCPIPServerBase;
 	~CEcho() override { EndThreads(); }
 
+	void ConInd(bool bConnected, int nSocket) override
+	{
+		CVexTCPIPServerBase::ConInd(bConnected, nSocket);
+		const int anExpected[][3] = { { SOL_SOCKET, SO_KEEPALIVE, 1 },
+			{ IPPROTO_TCP, TCP_NODELAY, 1 },
+			{ IPPROTO_TCP, TCP_KEEPIDLE, 60 },
+			{ IPPROTO_TCP, TCP_KEEPINTVL, 10 },
+			{ IPPROTO_TCP, TCP_KEEPCNT, 3 } };
+		for (const auto& rExpected : anExpected)
+		{
+			int nValue = rExpected[2];
+			socklen_t nSize = sizeof nValue;
+			getsockopt(nSocket, rExpected[0], rExpected[1], &nValue, &nSize);
+			EXPECT_EQ(nValue, rExpected[2]) << "option " << rExpected[1];
+		}
+	}
 	void DataInd(const unsigned char* pData, int nLen) override
 	{
 		DataReq(reinterpret_cast<const char*>(pData), nLen, 0);
@@ -25,8 +41,8 @@ public:
 class CServer : public CVexTCPIPServerContainer
 {
 public:
-	CServer(int nMaxConnections, int nReserve)
-		: CVexTCPIPServerContainer(nMaxConnections, nReserve, "127.0.0.1", FindFreePort())
+	CServer(int nMaxConnections, int nReserve, unsigned short nPort = FindFreePort())
+		: CVexTCPIPServerContainer(nMaxConnections, nReserve, "127.0.0.1", nPort)
 	{
 		FillUpReserve();
 	}
@@ -143,6 +159,34 @@ TEST(CVexTCPIPServerContainer, AcceptingPausesWithoutDescriptorsAndRecovers)
 		close(nDescriptor);
 	EXPECT_EQ(oNext.Receive(5), "hello");
 	EXPECT_EQ(Echo(*poPeer), "hello");
+}
+
+// Its slots counted as listening and never were.
+TEST(CVexTCPIPServerContainer, ListensAsSoonAsItCan)
+{
+	unsigned short nPort = 0;
+	const int nTaken = ListenOnLoopback(nPort);
+	CServer oPortTaken(3, 2, nPort);
+	pthread_attr_t oDefault;
+	pthread_attr_t oHuge;
+	pthread_getattr_default_np(&oDefault);
+	pthread_attr_init(&oHuge);
+	pthread_attr_setstacksize(&oHuge, ~static_cast<std::size_t>(0) / 8 * 7);
+	pthread_setattr_default_np(&oHuge);
+	CServer oNoThreads(3, 2);
+	pthread_setattr_default_np(&oDefault);
+	for (CServer* pServer : { &oPortTaken, &oNoThreads })
+	{
+		EXPECT_EQ(pServer->GetListeningCount(), 0);
+		EXPECT_EQ(pServer->Slots(), "-UU");
+	}
+	close(nTaken);
+	for (CServer* pServer : { &oPortTaken, &oNoThreads })
+	{
+		EXPECT_TRUE(pServer->BecomesSlots("-LL"));
+		EXPECT_EQ(pServer->GetListeningCount(), 2);
+		EXPECT_EQ(Echo(*CRawPeer::ConnectTo(pServer->Port())), "hello");
+	}
 }
 
 // VEX_FULL_RUNS: 150 at once, 10,000 one after the other.
