@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <typeinfo>
 #include <unistd.h>
 #include <utility>
 
@@ -178,23 +179,12 @@ void CVexIniOptionExchange::SetOptionString(const char* pszSection, const char* 
 	const std::string_view sEntry = Text(pszEntry);
 	if (sEntry.empty())
 		return;
-	CLineIndex& rIndex = Index();
-	SOptionLine* pLine = rIndex.Find(sSection, sEntry);
+	SOptionLine* pLine = Index().Find(sSection, sEntry);
 	if (!pLine)
 	{
 		if (!CanBeReadBack(sSection, sEntry))
 			return;
-		const std::uint32_t nSection = rIndex.TakeSection(sSection);
-		std::uint32_t nHeader = rIndex.Header(nSection);
-		if (nHeader == nVexNoItem)
-		{
-			pLine = new SOptionLine{ std::string(sSection), "", "", szNoCommentText, true };
-			nHeader = rIndex.InsertBehind(nVexNoItem, pLine, rIndex.Key(nSection));
-		}
-		// KEPT: of several new options the last one stands first. Test:
-		// CVexIniOptionExchange.NewOptionsStandInReverseOrderAtTheTopOfTheirSectionKept
-		pLine = new SOptionLine{ std::string(sSection), std::string(sEntry), "", "", false };
-		rIndex.InsertBehind(nHeader, pLine, rIndex.Key(nSection, sEntry));
+		pLine = InsertOption(sSection, sEntry);
 	}
 	pLine->m_sValue = Text(pszValue).substr(0, nMaxLine - 1 - std::min(pLine->m_sEntry.size(), nMaxLine - 1));
 	std::replace(pLine->m_sValue.begin(), pLine->m_sValue.end(), '\n', ' ');
@@ -203,15 +193,34 @@ void CVexIniOptionExchange::SetOptionString(const char* pszSection, const char* 
 		pLine->m_sComment.clear();
 }
 
+CVexIniOptionExchange::SOptionLine* CVexIniOptionExchange::InsertOption(
+	std::string_view sSection, std::string_view sEntry)
+{
+	CLineIndex& rIndex = Index();
+	CLineIndex::SSection& rSection = rIndex.TakeSection(sSection);
+	if (rSection.m_nHeader == nVexNoLine)
+	{
+		SOptionLine* const pHeader = new SOptionLine{ std::string(sSection), "", "", szNoCommentText, true };
+		rIndex.InsertAfter(nVexNoLine, pHeader, rSection, 0);
+	}
+	// KEPT: of several new options the last one stands first. Test:
+	// CVexIniOptionExchange.NewOptionsStandInReverseOrderAtTheTopOfTheirSectionKept
+	SOptionLine* const pLine = new SOptionLine{ std::string(sSection), std::string(sEntry), "", "", false };
+	rIndex.InsertAfter(rSection.m_nHeader, pLine, rSection, rIndex.Hash(sEntry));
+	ShowList();
+	return pLine;
+}
+
 // KEPT: nothing is marked as changed, so a removal alone does not reach the file. Kept on purpose: programs rely on it.
 // Test: CVexIniOptionExchange.RemovingAloneDoesNotWriteTheFileKept
 void CVexIniOptionExchange::RemoveOption(const char* pszSection, const char* pszEntry)
 {
 	CLineIndex& rIndex = Index();
-	delete rIndex.Remove(Text(pszSection), Text(pszEntry));
+	const std::unique_ptr<SOptionLine> poLine(rIndex.Remove(Text(pszSection), Text(pszEntry)));
+	ShowList();
 	if (rIndex.HidesLines())
 	{
-		rIndex.BringUpToDate(m_asLines);
+		rIndex.UpdateList();
 		m_poIndex.reset();
 	}
 }
@@ -254,14 +263,14 @@ void CVexIniOptionExchange::ReadIniOptions()
 		std::memmove(pBuffer.get(), pBuffer.get() + nUsed, nFilled);
 	}
 	oLines.Cut({ pBuffer.get(), nFilled }, true);
-	Index().BringUpToDate(m_asLines);
+	Index().UpdateList();
 }
 
 void CVexIniOptionExchange::WriteIniOptions()
 {
 	m_bDirty = false;
 	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
+		m_poIndex->UpdateList();
 	const std::string sName = m_pIniFile->GetIniFileName();
 	// Opening one waits for its reader.
 	if (FileType(sName) == S_IFIFO)
@@ -329,18 +338,20 @@ void CVexIniOptionExchange::AddOptionLine(std::string_view sLine, std::string& r
 	if (!poLine)
 		return;
 	CLineIndex& rIndex = Index();
-	CLineIndex::SKey oKey = rIndex.Key(rIndex.TakeSection(rsSection), poLine->m_sEntry);
-	const bool bElsewhere = oKey.m_nSection != rIndex.WrittenSection();
+	CLineIndex::SSection& rWritten = rIndex.WrittenSection();
+	CLineIndex::SSection* pSection = &rIndex.TakeSection(rsSection);
+	const std::uint32_t nHash = rIndex.Hash(poLine->m_sEntry);
+	const bool bElsewhere = pSection != &rWritten;
 	bool bCommentOut = false;
 	if (poLine->m_bIsSection)
-		bCommentOut = rIndex.FirstLine(oKey.m_nSection) != nVexNoItem;
+		bCommentOut = pSection->m_nFirst != nVexNoLine;
 	else if (!poLine->m_sEntry.empty())
 	{
-		const bool bKnown = rIndex.FindOption(oKey) != nVexNoItem;
+		const bool bKnown = rIndex.HasOption(*pSection, poLine->m_sEntry, nHash);
 		// KEPT: options of a section that comes again end up in reverse order. Test:
 		// CVexIniOptionExchange.OptionsOfARepeatedSectionAreGatheredInReverseOrderKept
 		if (bElsewhere && !bKnown)
-			rIndex.InsertBehind(rIndex.FirstLine(oKey.m_nSection), new SOptionLine(*poLine), oKey);
+			rIndex.InsertAfter(pSection->m_nFirst, new SOptionLine(*poLine), *pSection, nHash);
 		bCommentOut = bElsewhere || bKnown;
 	}
 	if (bCommentOut)
@@ -349,10 +360,11 @@ void CVexIniOptionExchange::AddOptionLine(std::string_view sLine, std::string& r
 	// behind it would be left there and be that section's when the file is read again.
 	if (bCommentOut || (bElsewhere && !poLine->m_bIsSection))
 	{
-		oKey = rIndex.Key(rIndex.WrittenSection());
-		poLine->m_sSection = rIndex.SectionName(oKey.m_nSection);
+		pSection = &rWritten;
+		poLine->m_sSection = rWritten.m_sName;
 	}
-	rIndex.InsertBehind(nVexNoItem, poLine.release(), oKey);
+	rIndex.InsertAfter(nVexNoLine, poLine.release(), *pSection, nHash);
+	ShowList();
 }
 
 std::string CVexIniOptionExchange::CreateIniLine(const SOptionLine& rLine) const
@@ -380,8 +392,7 @@ void CVexIniOptionExchange::AppendIniLine(std::string& rsText, const SOptionLine
 CVexIniOptionExchange::COptionLines::iterator CVexIniOptionExchange::FindOption(
 	const char* pszSection, const char* pszEntry)
 {
-	SOptionLine* const pLine = Index().Find(Text(pszSection), Text(pszEntry));
-	Index().BringUpToDate(m_asLines);
+	const SOptionLine* const pLine = Index().Find(Text(pszSection), Text(pszEntry));
 	return pLine ? std::find(m_asLines.begin(), m_asLines.end(), pLine) : m_asLines.end();
 }
 
@@ -399,15 +410,23 @@ CVexIniOptionExchange::CLineIndex& CVexIniOptionExchange::Index()
 	if (m_poIndex && m_poIndex->IsCaseSensitive() == bCaseSensitive)
 		return *m_poIndex;
 	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
+		m_poIndex->UpdateList();
 	m_poIndex = std::make_unique<CLineIndex>(bCaseSensitive, m_asLines);
 	return *m_poIndex;
+}
+
+// A deriving class finds the list as the call has left it. Nobody else sees it, so that many changes in a row need not
+// bring it up to date each.
+void CVexIniOptionExchange::ShowList()
+{
+	if (typeid(*this) != typeid(CVexIniOptionExchange))
+		Index().UpdateList();
 }
 
 void CVexIniOptionExchange::FreeLines()
 {
 	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
+		m_poIndex->UpdateList();
 	for (const SOptionLine* pLine : m_asLines)
 		delete pLine;
 	m_asLines.clear();

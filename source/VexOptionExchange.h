@@ -17,7 +17,7 @@ class CVexIniFile;
 // the first one counts; where the others stood, lines that begin "## COMMENTED ## " keep them.
 //
 // Threads: one exchange belongs to one thread.
-// Errors:  as CVexIniFile tells. Null texts count as empty.
+// Errors:  those of CVexIniFile. Null texts count as empty.
 // Names:   compare under the file's case rule, which is asked for at each use.
 class CVexIniOptionExchange : public CVexConfigExchange
 {
@@ -81,14 +81,16 @@ protected:
 
 	CVexIniFile* m_pIniFile;
 
-	// The lines in file order, owned. Only FindOption() brings this list up to date with what the other functions did;
-	// a deriving class reads it after that and changes it through those functions alone.
+	// The lines in file order, owned. A deriving class changes the list through these functions alone. For an object of
+	// a deriving class, each call that inserts or removes a line costs a walk through the list.
 	COptionLines m_asLines;
 
 private:
 	class CLineIndex;
 
 	CLineIndex& Index();
+	SOptionLine* InsertOption(std::string_view sSection, std::string_view sEntry);
+	void ShowList();
 	void FreeLines();
 	static void AppendIniLine(std::string& rsText, const SOptionLine& rLine);
 
