@@ -28,6 +28,9 @@ public:
 	CVexIniOptionExchange(const CVexIniOptionExchange&) = delete;
 	CVexIniOptionExchange& operator=(const CVexIniOptionExchange&) = delete;
 
+	// False if there is a file that could not be read to its end: it reads as empty then, and is not written.
+	bool IsFileRead() const;
+
 	// False if the option is not there; the string is left alone then. No entry stands for the section's first line.
 	bool GetOptionString(const char* pszSection, const char* pszEntry, std::string& rsValue);
 
@@ -61,7 +64,8 @@ protected:
 	// Replaces all lines by those of the file.
 	void ReadIniOptions();
 
-	// Writes the file in place, so that it keeps its mode.
+	// Writes the file in place, so that it keeps its mode. It stays as it is if it could not be read, or has no room to
+	// grow.
 	void WriteIniOptions();
 
 	// A new record, which is the caller's; null for a line without content. A header sets rsSection.
@@ -95,6 +99,7 @@ private:
 	static void AppendIniLine(std::string& rsText, const SOptionLine& rLine);
 
 	std::unique_ptr<CLineIndex> m_poIndex;    // for the case rule at its last use
+	bool m_bFileRead = false;
 };
 
 // Exchanges one option with a member, in the exchange's direction. T is anything that VexToString and VexFromString
