@@ -43,6 +43,19 @@ std::string_view Text(const char* pszText)
 	return pszText ? pszText : "";
 }
 
+// The value as a line with an entry of that length can hold it. A text in quotes is cut inside them: without the second
+// one, the first would become part of the text.
+std::string ValueForLine(std::string_view sValue, std::size_t nEntry)
+{
+	const std::size_t nRoom = nMaxLine - 1 - nEntry;
+	const bool bInQuotes = sValue.size() > 1 && sValue.front() == '"' && sValue.back() == '"';
+	std::string sCut(sValue.substr(0, nRoom));
+	if (bInQuotes && nRoom > 0)
+		sCut.back() = '"';
+	std::replace(sCut.begin(), sCut.end(), '\n', ' ');
+	return sCut;
+}
+
 // Whether an option of these names reads back as this very option, and as nothing else.
 bool CanBeReadBack(std::string_view sSection, std::string_view sEntry)
 {
@@ -118,8 +131,7 @@ void CVexIniOptionExchange::SetOptionString(const char* pszSection, const char* 
 			return;
 		pLine = InsertOption(sSection, sEntry);
 	}
-	pLine->m_sValue = Text(pszValue).substr(0, nMaxLine - 1 - std::min(pLine->m_sEntry.size(), nMaxLine - 1));
-	std::replace(pLine->m_sValue.begin(), pLine->m_sValue.end(), '\n', ' ');
+	pLine->m_sValue = ValueForLine(Text(pszValue), pLine->m_sEntry.size());
 	// Read again, this is the line's comment: with the one that is there, the line would grow at each saving.
 	if (pLine->m_sValue.find('#') != std::string::npos)
 		pLine->m_sComment.clear();

@@ -36,9 +36,9 @@ public:
 
 	// A new option goes to the top of its section, a new section to the end of the file. An option without entry, and
 	// one whose names the file could not give back ('#' or a line feed in either, ']' in the section, '=', an outer
-	// white space or a leading '[' in the entry, more than 1022 characters), is not taken. Of the value, line feeds
-	// become blanks, and what would lie behind the line's 1023rd character is cut off; from a '#' on it is the line's
-	// comment when the file is read again.
+	// white space or a leading '[' in the entry, more than 1022 characters), is not taken. Line feeds in the value become
+	// blanks. The value is cut at the line's 1023rd character; if it stands in quotes, it keeps both. From a '#' on it is
+	// the line's comment when the file is read again.
 	void SetOptionString(const char* pszSection, const char* pszEntry, const char* pszValue);
 
 	// Without an entry: takes the section's first line out, which is its header as a rule; its options stay. A removal

@@ -223,7 +223,7 @@ TEST(CVexIniOptionExchange, NamesCompareUnderTheFilesRuleAtEachUse)
 
 TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
 {
-	const std::string sLong(1023, 'n'), sLongValue = sLong + "[B]";
+	const std::string sLong(1023, 'n'), sLongValue = sLong + "[B]", sQuoted = "\"" + sLong + " n\"";
 	const char* const pszNull = nullptr;
 	STestFile oFile("[A]\na=1\n");
 	for (const char* pszEntry : { "[k", "a=b", "#k", " k", "k\n", sLong.c_str(), pszNull })
@@ -235,6 +235,8 @@ TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
 		{ nullptr, "k= \n" },
 		{ "1\n[B]\na=2", "k=1 [B] a=2 \n" },
 		{ sLongValue.c_str(), "k=" + sLong.substr(2) + " \n" },
+		// With both its quotes, or each loading and saving would add one.
+		{ sQuoted.c_str(), "k=" + sQuoted.substr(0, 1020) + "\" \n" },
 		{ "1#2", "k=1#2 \n" },
 		{ "1#2", "k=1#2 \n" },    // the comment is not doubled
 	};
