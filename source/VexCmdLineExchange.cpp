@@ -6,6 +6,7 @@
 #include "VexCmdLine.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -19,7 +20,7 @@ struct SArgKind
 SArgKind KindOf(const std::string& rArg, const std::vector<CVexCmdLineExchange::SOptionDesc>& rOptions)
 {
 	SArgKind oKind;
-	if (rArg.empty() || rArg[0] != '-')
+	if (rArg[0] != '-')
 		return oKind;
 	for (const auto& rOption : rOptions)
 	{
@@ -64,16 +65,15 @@ void CVexCmdLineExchange::Initialize()
 
 void CVexCmdLineExchange::CopyCmdLineArgs()
 {
-	m_asArgs.clear();
-	if (m_pCmdLine)
-		m_asArgs.assign(m_pCmdLine->m_asArgs.rbegin(), m_pCmdLine->m_asArgs.rend());
+	m_asArgs = m_pCmdLine ? m_pCmdLine->m_asArgs : std::vector<std::string>();
+	m_nConsumed = 0;
 }
 
 bool CVexCmdLineExchange::GetOption(const std::string& rArg, bool bHasValue, std::string& rValue)
 {
 	rValue = "0";
-	const auto oFound = std::find(m_asArgs.rbegin(), m_asArgs.rend(), rArg);
-	if (oFound == m_asArgs.rend())
+	const auto oOption = std::find(FirstArg(), m_asArgs.end(), rArg);
+	if (oOption == m_asArgs.end())
 		return false;
 	if (!bHasValue)
 	{
@@ -81,29 +81,40 @@ bool CVexCmdLineExchange::GetOption(const std::string& rArg, bool bHasValue, std
 		return true;
 	}
 	rValue.clear();
-	const auto oOption = std::prev(oFound.base());
-	auto oFirst = oOption;
-	if (oFirst != m_asArgs.begin())
-		rValue = std::move(*--oFirst);
-	m_asArgs.erase(oFirst, std::next(oOption));
+	auto oNext = std::next(oOption);
+	if (oNext != m_asArgs.end())
+		rValue = std::move(*oNext++);
+	Consume(oOption, oNext);
 	return true;
 }
 
 bool CVexCmdLineExchange::GetPositional(std::string& rValue)
 {
-	for (std::size_t nLeft = m_asArgs.size(); nLeft > 0; --nLeft)
+	for (auto oArg = FirstArg(); oArg != m_asArgs.end(); ++oArg)
 	{
-		const SArgKind oKind = KindOf(m_asArgs[nLeft - 1], m_aOptions);
+		const SArgKind oKind = KindOf(*oArg, m_aOptions);
 		if (!oKind.bKnown)
 		{
-			rValue = std::move(m_asArgs[nLeft - 1]);
-			m_asArgs.erase(m_asArgs.begin() + static_cast<std::ptrdiff_t>(nLeft) - 1);
+			rValue = std::move(*oArg);
+			Consume(oArg, std::next(oArg));
 			return true;
 		}
-		if (oKind.bHasValue && nLeft > 1)
-			--nLeft;
+		if (oKind.bHasValue && std::next(oArg) != m_asArgs.end())
+			++oArg;
 	}
 	return false;
+}
+
+CVexCmdLineExchange::CArg CVexCmdLineExchange::FirstArg()
+{
+	return m_asArgs.begin() + static_cast<std::ptrdiff_t>(m_nConsumed);
+}
+
+// Closes the gap from the front: few arguments were passed over, but many may follow.
+void CVexCmdLineExchange::Consume(CArg oFirst, CArg oLast)
+{
+	std::move_backward(FirstArg(), oFirst, oLast);
+	m_nConsumed += static_cast<std::size_t>(oLast - oFirst);
 }
 
 CVexCmdLineApplExchange::CVexCmdLineApplExchange(CVexBaseApplication* pApplication, CVexCmdLine* pCmdLine)

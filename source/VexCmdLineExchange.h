@@ -4,6 +4,7 @@
 
 #include "VexConfigBase.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,12 @@ protected:
 	void CopyCmdLineArgs();
 
 private:
+	typedef std::vector<std::string>::iterator CArg;
+
 	bool GetOption(const std::string& rArg, bool bHasValue, std::string& rValue);
 	bool GetPositional(std::string& rValue);
+	CArg FirstArg();
+	void Consume(CArg oFirst, CArg oLast);
 
 	CVexCmdLine* m_pCmdLine;    // not owned
 
@@ -63,8 +68,8 @@ protected:
 private:
 	std::vector<SOptionDesc> m_aOptions;
 
-	// The last argument comes first: those that are consumed stand near the end, where taking one out is cheap.
 	std::vector<std::string> m_asArgs;
+	std::size_t m_nConsumed = 0;    // as many at the start of m_asArgs are used up
 };
 
 // The exchange with the application's DoCmdLineExchange, which is called while this object is made. The working copy

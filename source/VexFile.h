@@ -75,8 +75,8 @@ public:
 	// The system's error number of the last operation; 0 if it succeeded.
 	int GetLastError() const;
 
-	// Reads a file up to its end. On failure rsContent is unchanged; a file that does not fit into memory is one
-	// (ENOMEM). With pnError the error number is stored there, 0 on success.
+	// Reads a file up to its end. On failure rsContent is unchanged. A file larger than a quarter of the machine's memory
+	// is not read (ENOMEM). With pnError the error number is stored there, 0 on success.
 	static bool ReadAll(const char* pszName, std::string& rsContent, int* pnError = nullptr);
 
 	// Creates the file or replaces its content: the new content is written beside it, is waited for until the disk has

@@ -39,7 +39,7 @@ bool CVexIniFile::UpdateOptions(bool bSave)
 {
 	CVexIniOptionExchange oExchange(this, bSave);
 	DoOptionExchange(&oExchange);
-	return true;
+	return !bSave || oExchange.IsFileRead();
 }
 
 std::string CVexIniFile::GetIniFileName() const

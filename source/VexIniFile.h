@@ -18,8 +18,9 @@ class CVexIniOptionExchange;
 // foreign entries keep their places through a rewrite.
 //
 // Threads: none of its own, no lock. Of two exchanges on one file at once the last writer wins.
-// Errors:  none reported. A missing file, or anything else that cannot be read as a regular file, reads as empty; a
-//          file that cannot be opened for writing stays as it is.
+// Errors:  a missing file reads as empty. So does one that cannot be read to its end or is no regular file; saving leaves
+//          that one as it is, and UpdateOptions(true) returns false. Nothing else is reported: a file that cannot be
+//          written, or has no room to grow, stays as it is.
 class CVexIniFile : public CVexConfigBase
 {
 public:
@@ -34,7 +35,8 @@ public:
 	explicit CVexIniFile(const char* pszIniFilename, EPathMode ePathMode = eAbsolutePath);
 	~CVexIniFile() override;
 
-	// Reads the file, calls DoOptionExchange, and with bSave writes the file if an option was set. True always.
+	// Reads the file, calls DoOptionExchange, and with bSave writes the file if an option was set. False only with bSave,
+	// if there is a file that cannot be read.
 	bool UpdateOptions(bool bSave) override;
 
 	std::string GetIniFileName() const;
@@ -46,7 +48,7 @@ public:
 	// These four read the file anew and call DoOptionExchange: the members of a deriving class are loaded (by
 	// WriteOption: saved) on the way. Null texts count as empty.
 
-	// The value as it stands in the file (quotes are not removed); sDefault if the option is not there.
+	// The value as it stands in the file (quotes are not removed); pszDefault if the option is not there.
 	std::string ReadOption(const char* pszSection, const char* pszEntry, const char* pszDefault);
 
 	// An option that the deriving class exchanges too is overwritten with its member.

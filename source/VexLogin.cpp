@@ -35,8 +35,13 @@ public:
 protected:
 	void DoOptionExchange(CVexIniOptionExchange* pExchange) override
 	{
-		IOX_Std<CVexPassword>(
-			pExchange, "Username", m_pLogin->m_sUserName.c_str(), m_pLogin->m_oRetPassword, CVexPassword(true));
+		const char* const pszUser = m_pLogin->m_sUserName.c_str();
+		IOX_Std<CVexPassword>(pExchange, "Username", pszUser, m_pLogin->m_oRetPassword, CVexPassword(true));
+		// A password that the line cannot hold whole must not be written: a part of it would take the user's name.
+		std::string sStored;
+		pExchange->GetOptionString("Username", pszUser, sStored);
+		if (sStored != VexToString(m_pLogin->m_oRetPassword))
+			pExchange->m_bDirty = false;
 	}
 
 private:

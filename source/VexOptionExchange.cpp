@@ -3,22 +3,21 @@
 #include "VexOptionExchange.h"
 
 #include "VexApplicationEndInternal.h"
+#include "VexFile.h"
+#include "VexFileStatus.h"
 #include "VexIniFile.h"
 #include "VexIniLineIndexInternal.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <cerrno>
+#include <typeinfo>
 #include <utility>
 
 namespace
 {
 const std::size_t nMaxLine = 1023;
-const std::size_t nBufferSize = 0x10000;    // of a read or a write
-const char szNoCommentText[] = " ";         // of a header: keeps the record from counting as empty
+const char szNoCommentText[] = " ";    // of a header: keeps the record from counting as empty
 const char szCommentedOut[] = "## COMMENTED ## ";
 
 bool IsSpace(char c)
@@ -45,6 +44,19 @@ std::string_view Text(const char* pszText)
 	return pszText ? pszText : "";
 }
 
+// The value as a line with an entry of that length can hold it. A text in quotes is cut inside them: without the second
+// one, the first would become part of the text.
+std::string ValueForLine(std::string_view sValue, std::size_t nEntry)
+{
+	const std::size_t nRoom = nMaxLine - 1 - nEntry;
+	const bool bInQuotes = sValue.size() > 1 && sValue.front() == '"' && sValue.back() == '"';
+	std::string sCut(sValue.substr(0, nRoom));
+	if (bInQuotes && nRoom > 0)
+		sCut.back() = '"';
+	std::replace(sCut.begin(), sCut.end(), '\n', ' ');
+	return sCut;
+}
+
 // Whether an option of these names reads back as this very option, and as nothing else.
 bool CanBeReadBack(std::string_view sSection, std::string_view sEntry)
 {
@@ -53,101 +65,30 @@ bool CanBeReadBack(std::string_view sSection, std::string_view sEntry)
 		RTrim(LTrim(sEntry)).size() == sEntry.size();
 }
 
-class CFile
+// False if there is a file that cannot be read to its end.
+bool ReadFile(const std::string& sName, std::string& rsText)
 {
-public:
-	CFile(const std::string& sName, int nFlags) : m_nFile(open(sName.c_str(), nFlags | O_CLOEXEC, 0666)) {}
-	~CFile()
-	{
-		if (IsOpen())
-			close(m_nFile);
-	}
-	CFile(const CFile&) = delete;
-	CFile& operator=(const CFile&) = delete;
-
-	bool IsOpen() const { return m_nFile >= 0; }
-
-	// The number of bytes read; 0 at the end and on an error.
-	std::size_t Read(char* pBuffer, std::size_t nSize) const
-	{
-		const ssize_t nRead = TEMP_FAILURE_RETRY(read(m_nFile, pBuffer, nSize));
-		return nRead < 0 ? 0 : static_cast<std::size_t>(nRead);
-	}
-
-	// False on an error.
-	bool Write(std::string_view sText) const
-	{
-		while (!sText.empty())
-		{
-			const ssize_t nWritten = TEMP_FAILURE_RETRY(write(m_nFile, sText.data(), sText.size()));
-			if (nWritten <= 0)
-				return false;
-			sText.remove_prefix(static_cast<std::size_t>(nWritten));
-		}
-		return true;
-	}
-
-	// Ends the file where the last write ended.
-	void CutOff() const { [[maybe_unused]] const int nResult = ftruncate(m_nFile, lseek(m_nFile, 0, SEEK_CUR)); }
-
-private:
-	const int m_nFile;
-};
-
-// The file's type bits; 0 if there is no such file.
-mode_t FileType(const std::string& sName)
-{
-	struct stat oStatus;
-	return stat(sName.c_str(), &oStatus) == 0 ? oStatus.st_mode & S_IFMT : 0;
+	const CVexFileStatus oStatus(sName.c_str());
+	// Pipes and devices might block, or never end.
+	return oStatus.IsFile() ? CVexFile::ReadAll(sName.c_str(), rsText) : oStatus.GetLastError() == ENOENT;
 }
 
-// Cuts the bytes of a file into lines. A line of more than 1023 characters is taken in pieces, each of them a line of
-// its own; once a piece has started a comment, the further ones of that line are comments too: no option or header may
-// come alive because of where a comment was cut.
-template <class TTakeLine>
-class CLineCutter
+// Writes in place, so that the file keeps its mode, its owner and its links.
+void RewriteFile(const std::string& sName, const std::string& sText)
 {
-public:
-	explicit CLineCutter(TTakeLine oTakeLine) : m_oTakeLine(oTakeLine) {}
-
-	// Takes the lines that are whole, at the end of the file all; the number of bytes used up.
-	std::size_t Cut(std::string_view sBytes, bool bEndOfFile)
-	{
-		const std::size_t nBytes = sBytes.size();
-		while (!sBytes.empty())
-		{
-			const std::size_t nLimit = m_bInComment ? nMaxLine - 1 : nMaxLine;
-			const void* const pLineFeed = std::memchr(sBytes.data(), '\n', std::min(sBytes.size(), nLimit + 1));
-			if (pLineFeed)
-			{
-				const std::size_t nLine = static_cast<std::size_t>(static_cast<const char*>(pLineFeed) - sBytes.data());
-				Take(sBytes.substr(0, nLine));
-				m_bInComment = false;
-				sBytes.remove_prefix(nLine + 1);
-				continue;
-			}
-			if (sBytes.size() <= nLimit && !bEndOfFile)
-				break;
-			const std::string_view sPiece = sBytes.substr(0, nLimit);
-			Take(sPiece);
-			m_bInComment = m_bInComment || sPiece.find('#') != sPiece.npos;
-			sBytes.remove_prefix(sPiece.size());
-		}
-		return nBytes - sBytes.size();
-	}
-
-private:
-	void Take(std::string_view sPiece)
-	{
-		if (!m_bInComment)
-			m_oTakeLine(sPiece);
-		else if (!LTrim(sPiece).empty())
-			m_oTakeLine("#" + std::string(sPiece));
-	}
-
-	TTakeLine m_oTakeLine;
-	bool m_bInComment = false;
-};
+	CVexFile oFile;
+	long long nOldSize = 0;
+	if (!oFile.Open(sName.c_str(), CVexFile::eReadWrite) || !oFile.Seek(0, CVexFile::eEnd) || !oFile.Tell(nOldSize))
+		return;
+	const std::size_t nKept =
+		nOldSize < static_cast<long long>(sText.size()) ? static_cast<std::size_t>(nOldSize) : sText.size();
+	// The growth is written first: if the disk has no room for it, the old text is still whole. Unlike a reservation this
+	// works on every file system.
+	if (!oFile.Write(sText.data() + nKept, sText.size() - nKept))
+		oFile.Truncate(nOldSize);
+	else if (oFile.Seek(0) && oFile.Write(sText.data(), nKept))
+		oFile.Truncate(static_cast<long long>(sText.size()));
+}
 }    // namespace
 
 // Holds the end of the process back from reading the file to the last byte written: another thread that saves the file
@@ -171,6 +112,11 @@ CVexIniOptionExchange::~CVexIniOptionExchange()
 	FreeLines();
 }
 
+bool CVexIniOptionExchange::IsFileRead() const
+{
+	return m_bFileRead;
+}
+
 bool CVexIniOptionExchange::GetOptionString(const char* pszSection, const char* pszEntry, std::string& rsValue)
 {
 	const SOptionLine* const pLine = Index().Find(Text(pszSection), Text(pszEntry));
@@ -187,29 +133,35 @@ void CVexIniOptionExchange::SetOptionString(const char* pszSection, const char* 
 	const std::string_view sEntry = Text(pszEntry);
 	if (sEntry.empty())
 		return;
-	CLineIndex& rIndex = Index();
-	SOptionLine* pLine = rIndex.Find(sSection, sEntry);
+	SOptionLine* pLine = Index().Find(sSection, sEntry);
 	if (!pLine)
 	{
 		if (!CanBeReadBack(sSection, sEntry))
 			return;
-		const std::uint32_t nSection = rIndex.TakeSection(sSection);
-		std::uint32_t nHeader = rIndex.Header(nSection);
-		if (nHeader == nVexNoItem)
-		{
-			pLine = new SOptionLine{ std::string(sSection), "", "", szNoCommentText, true };
-			nHeader = rIndex.InsertBehind(nVexNoItem, pLine, rIndex.Key(nSection));
-		}
-		// KEPT: of several new options the last one stands first. Test:
-		// CVexIniOptionExchange.NewOptionsStandInReverseOrderAtTheTopOfTheirSectionKept
-		pLine = new SOptionLine{ std::string(sSection), std::string(sEntry), "", "", false };
-		rIndex.InsertBehind(nHeader, pLine, rIndex.Key(nSection, sEntry));
+		pLine = InsertOption(sSection, sEntry);
 	}
-	pLine->m_sValue = Text(pszValue).substr(0, nMaxLine - 1 - std::min(pLine->m_sEntry.size(), nMaxLine - 1));
-	std::replace(pLine->m_sValue.begin(), pLine->m_sValue.end(), '\n', ' ');
+	pLine->m_sValue = ValueForLine(Text(pszValue), pLine->m_sEntry.size());
 	// Read again, this is the line's comment: with the one that is there, the line would grow at each saving.
 	if (pLine->m_sValue.find('#') != std::string::npos)
 		pLine->m_sComment.clear();
+}
+
+CVexIniOptionExchange::SOptionLine* CVexIniOptionExchange::InsertOption(
+	std::string_view sSection, std::string_view sEntry)
+{
+	CLineIndex& rIndex = Index();
+	CLineIndex::SSection& rSection = rIndex.TakeSection(sSection);
+	if (rSection.m_nHeader == nVexNoLine)
+	{
+		SOptionLine* const pHeader = new SOptionLine{ std::string(sSection), "", "", szNoCommentText, true };
+		rIndex.InsertAfter(nVexNoLine, pHeader, rSection, 0);
+	}
+	// KEPT: of several new options the last one stands first. Test:
+	// CVexIniOptionExchange.NewOptionsStandInReverseOrderAtTheTopOfTheirSectionKept
+	SOptionLine* const pLine = new SOptionLine{ std::string(sSection), std::string(sEntry), "", "", false };
+	rIndex.InsertAfter(rSection.m_nHeader, pLine, rSection, rIndex.Hash(sEntry));
+	ShowList();
+	return pLine;
 }
 
 // KEPT: nothing is marked as changed, so a removal alone does not reach the file. Kept on purpose: programs rely on it.
@@ -217,10 +169,11 @@ void CVexIniOptionExchange::SetOptionString(const char* pszSection, const char* 
 void CVexIniOptionExchange::RemoveOption(const char* pszSection, const char* pszEntry)
 {
 	CLineIndex& rIndex = Index();
-	delete rIndex.Remove(Text(pszSection), Text(pszEntry));
+	const std::unique_ptr<SOptionLine> poLine(rIndex.Remove(Text(pszSection), Text(pszEntry)));
+	ShowList();
 	if (rIndex.HidesLines())
 	{
-		rIndex.BringUpToDate(m_asLines);
+		rIndex.UpdateList();
 		m_poIndex.reset();
 	}
 }
@@ -243,61 +196,46 @@ void CVexIniOptionExchange::ReadIniOptions()
 {
 	m_bDirty = false;
 	FreeLines();
-	const std::string sName = m_pIniFile->GetIniFileName();
-	// Pipes and devices might block, or never end.
-	if (FileType(sName) != S_IFREG)
-		return;
-	const CFile oFile(sName, O_RDONLY);
-	if (!oFile.IsOpen())
-		return;
+	std::string sText;
+	m_bFileRead = ReadFile(m_pIniFile->GetIniFileName(), sText);
 
+	// A line of more than 1023 characters is taken in pieces, each a line of its own. Once a piece has started a comment,
+	// the further ones of that line are comments too, so the tail of a comment is never parsed as an option or a header.
 	std::string sSection;
-	CLineCutter oLines([&](std::string_view sLine) { AddOptionLine(sLine, sSection); });
-	const std::unique_ptr<char[]> pBuffer(new char[nBufferSize]);
-	std::size_t nFilled = 0;
-	while (const std::size_t nRead = oFile.Read(pBuffer.get() + nFilled, nBufferSize - nFilled))
+	bool bInComment = false;
+	for (std::string_view sRest = sText; !sRest.empty();)
 	{
-		nFilled += nRead;
-		const std::size_t nUsed = oLines.Cut({ pBuffer.get(), nFilled }, false);
-		nFilled -= nUsed;
-		std::memmove(pBuffer.get(), pBuffer.get() + nUsed, nFilled);
+		std::string_view sLine = sRest.substr(0, bInComment ? nMaxLine - 1 : nMaxLine);
+		const std::size_t nLineFeed = sLine.find('\n');
+		const bool bLineEnds = nLineFeed != sLine.npos;
+		sLine = sLine.substr(0, nLineFeed);
+		if (!bInComment)
+			AddOptionLine(sLine, sSection);
+		else if (!LTrim(sLine).empty())
+			AddOptionLine("#" + std::string(sLine), sSection);
+		bInComment = !bLineEnds && (bInComment || sLine.find('#') != sLine.npos);
+		sRest.remove_prefix(sLine.size() + (bLineEnds ? 1 : 0));
 	}
-	oLines.Cut({ pBuffer.get(), nFilled }, true);
-	Index().BringUpToDate(m_asLines);
+	Index().UpdateList();
 }
 
 void CVexIniOptionExchange::WriteIniOptions()
 {
 	m_bDirty = false;
-	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
-	const std::string sName = m_pIniFile->GetIniFileName();
-	// Opening one waits for its reader.
-	if (FileType(sName) == S_IFIFO)
+	// What could not be read would be lost.
+	if (!m_bFileRead)
 		return;
-	// Truncated behind the new text, not before it: on a full disk the file keeps what it has, and no file system waits
-	// for the disk because a file has lost all it had.
-	const CFile oFile(sName, O_WRONLY | O_CREAT | O_NOCTTY);
-	if (!oFile.IsOpen())
-		return;
-
+	Index().UpdateList();
 	std::string sText;
-	sText.reserve(std::min(nBufferSize, 64 * (m_asLines.size() + 1)));
+	sText.reserve(64 * m_asLines.size());    // few lines are longer
 	for (const SOptionLine* pLine : m_asLines)
 	{
 		if (pLine->m_bIsSection)
 			sText += '\n';
 		AppendIniLine(sText, *pLine);
 		sText += '\n';
-		if (sText.size() + nMaxLine >= nBufferSize)
-		{
-			if (!oFile.Write(sText))
-				return;
-			sText.clear();
-		}
 	}
-	if (oFile.Write(sText))
-		oFile.CutOff();
+	RewriteFile(m_pIniFile->GetIniFileName(), sText);
 }
 
 CVexIniOptionExchange::SOptionLine* CVexIniOptionExchange::CreateOptionLine(
@@ -338,18 +276,20 @@ void CVexIniOptionExchange::AddOptionLine(std::string_view sLine, std::string& r
 	if (!poLine)
 		return;
 	CLineIndex& rIndex = Index();
-	CLineIndex::SKey oKey = rIndex.Key(rIndex.TakeSection(rsSection), poLine->m_sEntry);
-	const bool bElsewhere = oKey.m_nSection != rIndex.WrittenSection();
+	CLineIndex::SSection& rWritten = rIndex.WrittenSection();
+	CLineIndex::SSection* pSection = &rIndex.TakeSection(rsSection);
+	const std::uint32_t nHash = rIndex.Hash(poLine->m_sEntry);
+	const bool bElsewhere = pSection != &rWritten;
 	bool bCommentOut = false;
 	if (poLine->m_bIsSection)
-		bCommentOut = rIndex.FirstLine(oKey.m_nSection) != nVexNoItem;
+		bCommentOut = pSection->m_nFirst != nVexNoLine;
 	else if (!poLine->m_sEntry.empty())
 	{
-		const bool bKnown = rIndex.FindOption(oKey) != nVexNoItem;
+		const bool bKnown = rIndex.HasOption(*pSection, poLine->m_sEntry, nHash);
 		// KEPT: options of a section that comes again end up in reverse order. Test:
 		// CVexIniOptionExchange.OptionsOfARepeatedSectionAreGatheredInReverseOrderKept
 		if (bElsewhere && !bKnown)
-			rIndex.InsertBehind(rIndex.FirstLine(oKey.m_nSection), new SOptionLine(*poLine), oKey);
+			rIndex.InsertAfter(pSection->m_nFirst, new SOptionLine(*poLine), *pSection, nHash);
 		bCommentOut = bElsewhere || bKnown;
 	}
 	if (bCommentOut)
@@ -358,10 +298,11 @@ void CVexIniOptionExchange::AddOptionLine(std::string_view sLine, std::string& r
 	// behind it would be left there and be that section's when the file is read again.
 	if (bCommentOut || (bElsewhere && !poLine->m_bIsSection))
 	{
-		oKey = rIndex.Key(rIndex.WrittenSection());
-		poLine->m_sSection = rIndex.SectionName(oKey.m_nSection);
+		pSection = &rWritten;
+		poLine->m_sSection = rWritten.m_sName;
 	}
-	rIndex.InsertBehind(nVexNoItem, poLine.release(), oKey);
+	rIndex.InsertAfter(nVexNoLine, poLine.release(), *pSection, nHash);
+	ShowList();
 }
 
 std::string CVexIniOptionExchange::CreateIniLine(const SOptionLine& rLine) const
@@ -389,8 +330,7 @@ void CVexIniOptionExchange::AppendIniLine(std::string& rsText, const SOptionLine
 CVexIniOptionExchange::COptionLines::iterator CVexIniOptionExchange::FindOption(
 	const char* pszSection, const char* pszEntry)
 {
-	SOptionLine* const pLine = Index().Find(Text(pszSection), Text(pszEntry));
-	Index().BringUpToDate(m_asLines);
+	const SOptionLine* const pLine = Index().Find(Text(pszSection), Text(pszEntry));
 	return pLine ? std::find(m_asLines.begin(), m_asLines.end(), pLine) : m_asLines.end();
 }
 
@@ -408,15 +348,23 @@ CVexIniOptionExchange::CLineIndex& CVexIniOptionExchange::Index()
 	if (m_poIndex && m_poIndex->IsCaseSensitive() == bCaseSensitive)
 		return *m_poIndex;
 	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
+		m_poIndex->UpdateList();
 	m_poIndex = std::make_unique<CLineIndex>(bCaseSensitive, m_asLines);
 	return *m_poIndex;
+}
+
+// A deriving class finds the list as the call has left it. Nobody else sees it, so that many changes in a row need not
+// bring it up to date each.
+void CVexIniOptionExchange::ShowList()
+{
+	if (typeid(*this) != typeid(CVexIniOptionExchange))
+		Index().UpdateList();
 }
 
 void CVexIniOptionExchange::FreeLines()
 {
 	if (m_poIndex)
-		m_poIndex->BringUpToDate(m_asLines);
+		m_poIndex->UpdateList();
 	for (const SOptionLine* pLine : m_asLines)
 		delete pLine;
 	m_asLines.clear();

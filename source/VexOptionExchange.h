@@ -17,7 +17,7 @@ class CVexIniFile;
 // the first one counts; where the others stood, lines that begin "## COMMENTED ## " keep them.
 //
 // Threads: one exchange belongs to one thread.
-// Errors:  as CVexIniFile tells. Null texts count as empty.
+// Errors:  those of CVexIniFile. Null texts count as empty.
 // Names:   compare under the file's case rule, which is asked for at each use.
 class CVexIniOptionExchange : public CVexConfigExchange
 {
@@ -28,14 +28,17 @@ public:
 	CVexIniOptionExchange(const CVexIniOptionExchange&) = delete;
 	CVexIniOptionExchange& operator=(const CVexIniOptionExchange&) = delete;
 
+	// False if there is a file that could not be read to its end: it reads as empty then, and is not written.
+	bool IsFileRead() const;
+
 	// False if the option is not there; the string is left alone then. No entry stands for the section's first line.
 	bool GetOptionString(const char* pszSection, const char* pszEntry, std::string& rsValue);
 
 	// A new option goes to the top of its section, a new section to the end of the file. An option without entry, and
 	// one whose names the file could not give back ('#' or a line feed in either, ']' in the section, '=', an outer
-	// white space or a leading '[' in the entry, more than 1022 characters), is not taken. Of the value, line feeds
-	// become blanks, and what would lie behind the line's 1023rd character is cut off; from a '#' on it is the line's
-	// comment when the file is read again.
+	// white space or a leading '[' in the entry, more than 1022 characters), is not taken. Line feeds in the value become
+	// blanks. The value is cut at the line's 1023rd character; if it stands in quotes, it keeps both. From a '#' on it is
+	// the line's comment when the file is read again.
 	void SetOptionString(const char* pszSection, const char* pszEntry, const char* pszValue);
 
 	// Without an entry: takes the section's first line out, which is its header as a rule; its options stay. A removal
@@ -61,7 +64,8 @@ protected:
 	// Replaces all lines by those of the file.
 	void ReadIniOptions();
 
-	// Writes the file in place, so that it keeps its mode.
+	// Writes the file in place, so that it keeps its mode. It stays as it is if it could not be read, or has no room to
+	// grow.
 	void WriteIniOptions();
 
 	// A new record, which is the caller's; null for a line without content. A header sets rsSection.
@@ -81,8 +85,8 @@ protected:
 
 	CVexIniFile* m_pIniFile;
 
-	// The lines in file order, owned. Only FindOption() brings this list up to date with what the other functions did;
-	// a deriving class reads it after that and changes it through those functions alone.
+	// The lines in file order, owned. A deriving class changes the list through these functions alone. For an object of
+	// a deriving class, each call that inserts or removes a line costs a walk through the list.
 	COptionLines m_asLines;
 
 private:
@@ -90,11 +94,14 @@ private:
 	class CRewrite;
 
 	CLineIndex& Index();
+	SOptionLine* InsertOption(std::string_view sSection, std::string_view sEntry);
+	void ShowList();
 	void FreeLines();
 	static void AppendIniLine(std::string& rsText, const SOptionLine& rLine);
 
 	std::unique_ptr<CLineIndex> m_poIndex;    // for the case rule at its last use
 	std::unique_ptr<CRewrite> m_poRewrite;    // of a saving exchange
+	bool m_bFileRead = false;
 };
 
 // Exchanges one option with a member, in the exchange's direction. T is anything that VexToString and VexFromString

@@ -32,6 +32,16 @@ std::string Ask(CVexCmdLineExchange& rExchange, const char* pszQuestions)
 	return sAnswers;
 }
 
+// The working copy is private; naming it is allowed where a template is instantiated.
+std::vector<std::string>& Args(CVexCmdLineExchange& rExchange);
+
+template <std::vector<std::string> CVexCmdLineExchange::*pMember>
+struct SAccess
+{
+	friend std::vector<std::string>& Args(CVexCmdLineExchange& rExchange) { return rExchange.*pMember; }
+};
+template struct SAccess<&CVexCmdLineExchange::m_asArgs>;
+
 std::string sFirst, sSecond;
 
 void Exchange(CVexCmdLineExchange* pExchange)
@@ -57,8 +67,8 @@ struct CTestApplication : CVexBaseApplication
 TEST(CVexCmdLineExchange, FindsOptionsAndPositionalParameters)
 {
 	const char* const aaszCases[][3] = {
-		{ "prog -v file", "v v * * *", "1 1 prog file !same " },    // a flag stays
-		{ "-o out in", "* *", "in !same " },                        // described options are passed over
+		{ "prog -v xv", "v v * * *", "1 1 prog xv !same " },    // a flag stays
+		{ "-o out in", "* *", "in !same " },                    // described options are passed over
 		{ "-V -x - v", "v v= * * * * *", "!0 !0 -V -x - v !same " },
 		{ "prog -o", "* * o= o=", "prog !same  !0 " },    // no value follows
 	};
@@ -69,6 +79,7 @@ TEST(CVexCmdLineExchange, FindsOptionsAndPositionalParameters)
 		for (const char* pszOption : { "v", "", static_cast<const char*>(nullptr) })
 			oExchange.AddParamDescription(pszOption, false);
 		oExchange.AddParamDescription("o", true);
+		EXPECT_EQ(Args(oExchange), VexGetParameterList(rCase[0], ' '));
 		EXPECT_EQ(Ask(oExchange, rCase[1]), rCase[2]) << rCase[0];
 	}
 }

@@ -6,7 +6,9 @@
 #include "VexProcess.h"
 #include "support/TempFolder.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace
 {
@@ -18,10 +20,12 @@ struct CSettings : CVexIniFile
 	{
 		IOX_Std<std::string>(pExchange, "Main", "Name", m_sName, "nobody");
 		IOX_Std<int>(pExchange, "Net", "Port", m_nPort, 15000);
+		m_sIniFilename = m_sNextName.empty() ? m_sIniFilename : m_sNextName;
 	}
 
 	std::string m_sName = "unset";
 	int m_nPort = -1;
+	std::string m_sNextName;
 };
 }    // namespace
 
@@ -67,4 +71,39 @@ TEST(CVexIniFile, SingleOptionsAreReadAndWrittenBesideTheMembers)
 	oSettings.SetCasesensitiv(true);
 	EXPECT_EQ(oSettings.ReadOption("net", "Text", "none"), "none");
 	EXPECT_EQ(oSettings.ReadOption(nullptr, "none", nullptr), "");
+	std::vector<std::string> asSections, asEntries;
+	oSettings.m_nPort = 0;
+	oSettings.ReadAllSections(asSections);
+	oSettings.ReadAllSectionEntries("Net", asEntries);
+	EXPECT_EQ(asSections, (std::vector<std::string>{ "Main", "Net" }));
+	EXPECT_EQ(asEntries, (std::vector<std::string>{ "Port", "Text" }));
+	EXPECT_EQ(oSettings.m_nPort, 5);
+}
+
+TEST(CVexIniFile, AFileThatCouldNotBeReadIsNotOverwritten)
+{
+	const CTempFolder oFolder;
+	oFolder.WriteFile("x.ini", "[Foreign]\nk=1\n");
+	CSettings oSettings("/proc/self/mem");    // reading fails: nothing is mapped where it begins
+	EXPECT_TRUE(oSettings.UpdateOptions(false));
+	oSettings.m_sNextName = oFolder.Path("x.ini");
+	EXPECT_FALSE(oSettings.UpdateOptions(true));
+	EXPECT_EQ(oFolder.ReadFile("x.ini"), "[Foreign]\nk=1\n");
+	EXPECT_TRUE(oSettings.UpdateOptions(true));
+}
+
+TEST(CVexIniFile, AFileWithoutRoomToGrowStaysAsItWas)
+{
+	const CTempFolder oFolder;
+	const std::string sText = "\n[Main]  \nk=1 \n\n[Foreign]  \nl=2 \n";
+	oFolder.WriteFile("x.ini", sText);
+	const auto pOldHandler = std::signal(SIGXFSZ, SIG_IGN);
+	rlimit oUsual = {};
+	getrlimit(RLIMIT_FSIZE, &oUsual);
+	const rlimit oLimit = { sText.size() + 10, oUsual.rlim_max };
+	setrlimit(RLIMIT_FSIZE, &oLimit);
+	CSettings(oFolder.Path("x.ini").c_str()).UpdateOptions(true);
+	setrlimit(RLIMIT_FSIZE, &oUsual);
+	std::signal(SIGXFSZ, pOldHandler);
+	EXPECT_EQ(oFolder.ReadFile("x.ini"), sText);
 }

@@ -45,13 +45,14 @@ TEST(CVexLogin, EachOutcomeHasItsResult)
 	const std::string sHuge(10000000, 'x');
 	const std::pair<std::string, std::string> aCases[] = {
 		{ "login anna ab login Anna ab check anna ab", "0 0 0 " },
-		{ "login anna ac check anna ac login otto ab check otto ab", "1 1 2 2 " },
+		{ "login anna ac check otto ab login otto ab check anna ac", "1 2 2 1 " },
 		{ "register anna cd register ANNA cd", "2 2 " },
 		{ "check anna - check - - check - ab", "3 3 4 " },
 		{ "login broken ab check broken - register broken ab login broken ab", "2 3 0 0 " },
 		// Names and passwords that the file cannot hold.
 		{ "register [x ab register a=b ab register #x ab register x#y ab register =x ab", "5 5 5 5 5 " },
-		{ "register " + sHuge.substr(0, 1023) + " ab register otto " + sHuge.substr(0, 600), "5 5 " },
+		{ "register " + sHuge.substr(0, 1023) + " ab", "5 " },
+		{ "register otto " + sHuge.substr(0, 600) + " login otto ab register otto ab", "5 2 0 " },    // nothing is left
 		{ "login " + sHuge + " " + sHuge, "2 " },
 		{ "login anna", "3 " },    // the input ends
 	};

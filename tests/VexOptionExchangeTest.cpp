@@ -6,6 +6,7 @@
 #include "VexPassword.h"
 #include "support/TempFolder.h"
 
+#include <ctime>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -135,6 +136,7 @@ TEST(CVexIniOptionExchange, LongLinesAreTakenInPiecesAndNothingIsLost)
 		// What is cut off a comment is comment, too.
 		{ "#=" + sValue + "[A]\nm=1", "#=" + sValue + "\n#[A]\nm=1 \n" },
 		{ "#=" + sValue + "   \nm=1", "#=" + sValue + "\nm=1 \n" },
+		{ "#=" + sValue + sValue + "vvv", "#=" + sValue + "\n#" + sValue + "v\n#vv\n" },
 		{ "[A" + sValue + "]\nm=1", "\n[A" + sValue + "  \n]\nm=1 \n" },
 	});
 }
@@ -154,9 +156,74 @@ TEST(CVexIniOptionExchange, NamesAreListedOnceSortedAndSpelledAsMetFirst)
 	EXPECT_EQ(asNames, Names());
 }
 
+TEST(CVexIniOptionExchange, ListingTheOptionsOfAllSectionsTakesNoLongerThanReadingThem)
+{
+	std::string sText;
+	for (int nSection = 0; nSection < 20000; ++nSection)
+		sText += "[" + std::to_string(nSection) + "]\na=\nb=\nc=\nd=\ne=\nf=\ng=\nh=\n";
+	STestFile oFile(sText);
+	const std::clock_t nStart = std::clock();
+	CVexIniOptionExchange oExchange(&oFile.m_oIniFile, false);
+	const std::clock_t nRead = std::clock();
+	Names asEntries;
+	for (int nSection = 0; nSection < 20000; ++nSection)
+		oExchange.GetOptions(std::to_string(nSection).c_str(), asEntries);
+	EXPECT_EQ(asEntries.size(), 8u);
+	EXPECT_LT(std::clock() - nRead, 10 * (nRead - nStart));
+}
+
+TEST(CVexIniOptionExchange, ADerivingClassFindsTheLinesAsEachCallHasLeftThem)
+{
+	struct CLines : CVexIniOptionExchange
+	{
+		using CVexIniOptionExchange::CVexIniOptionExchange;
+		using CVexIniOptionExchange::ReadIniOptions;
+		std::string Text() const
+		{
+			std::string sText;
+			for (const SOptionLine* pLine : m_asLines)
+				sText += pLine->m_sSection + ":" + CreateIniLine(*pLine) + "|";
+			return sText;
+		}
+	};
+	const std::string sRead = "A:[A]  |A:l=2 |A:k=1 |B:[B]  |B:## COMMENTED ## [A]  |B:# x|B:## COMMENTED ## l=2 |";
+	STestFile oFile("[A]\nk=1\n[B]\n[A]\n# x\nl=2\n");
+	CLines oExchange(&oFile.m_oIniFile, false);
+	EXPECT_EQ(oExchange.Text(), sRead);
+	oExchange.RemoveOption("A", "l");
+	EXPECT_EQ(oExchange.Text(), "A:[A]  |A:k=1 |" + sRead.substr(22));
+	for (const char* pszSection : { "A", "A", "B" })
+		oExchange.RemoveOption(pszSection, nullptr);
+	EXPECT_EQ(oExchange.Text(), sRead.substr(30));
+	oExchange.SetOptionString("A", "m", "3");
+	oExchange.SetOptionString("A", "n", "4");
+	EXPECT_EQ(oExchange.Text(), sRead.substr(30) + "A:[A]  |A:n=4 |A:m=3 |");
+	oExchange.ReadIniOptions();
+	EXPECT_EQ(oExchange.Text(), sRead);
+	EXPECT_FALSE(oExchange.m_bDirty);
+}
+
+TEST(CVexIniOptionExchange, NamesCompareUnderTheFilesRuleAtEachUse)
+{
+	STestFile oFile("[A]\nk=1\nK=2\n[a]\nk=3\n");
+	oFile.m_oIniFile.SetCasesensitiv(true);
+	CVexIniOptionExchange oExchange(&oFile.m_oIniFile, false);
+	oExchange.SetOptionString("A", "l", "4");
+	oFile.m_oIniFile.SetCasesensitiv(false);
+	const auto Value = [&](const char* pszEntry)
+	{
+		std::string sValue;
+		oExchange.GetOptionString("a", pszEntry, sValue);
+		return sValue;
+	};
+	EXPECT_EQ(Value("K") + Value("l"), "14");
+	oExchange.RemoveOption("a", "k");    // another one comes to light
+	EXPECT_EQ(Value("k"), "2");
+}
+
 TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
 {
-	const std::string sLong(1023, 'n'), sLongValue = sLong + "[B]";
+	const std::string sLong(1023, 'n'), sLongValue = sLong + "[B]", sQuoted = "\"" + sLong + " n\"";
 	const char* const pszNull = nullptr;
 	STestFile oFile("[A]\na=1\n");
 	for (const char* pszEntry : { "[k", "a=b", "#k", " k", "k\n", sLong.c_str(), pszNull })
@@ -168,6 +235,8 @@ TEST(CVexIniOptionExchange, NothingThatIsSetHarmsOtherOptions)
 		{ nullptr, "k= \n" },
 		{ "1\n[B]\na=2", "k=1 [B] a=2 \n" },
 		{ sLongValue.c_str(), "k=" + sLong.substr(2) + " \n" },
+		// With both its quotes, or each loading and saving would add one.
+		{ sQuoted.c_str(), "k=" + sQuoted.substr(0, 1020) + "\" \n" },
 		{ "1#2", "k=1#2 \n" },
 		{ "1#2", "k=1#2 \n" },    // the comment is not doubled
 	};
