@@ -10,13 +10,13 @@ bool IsSeparator(char c);
 // Without its last character if that is a separator (one only).
 std::string RemoveLastDirSeparator(const std::string& rPath);
 
-// Splits into drive (of a network share: two backslashes and the server, with the separator behind it), directory
+// Splits into drive (of a network share: two backslashes and the server, with the separator after it), directory
 // (with the separator at its end), name and extension (with its dot; a name that begins with its only dot has none).
-// Outputs may be null. False if there is no name to split off: the path is empty or ends in a separator; drive and
-// directory are filled then, too.
+// Outputs may be null. False if the path is empty, or ends in a separator that is not part of the drive; drive and
+// directory are filled in that case too. A path that is all drive has an empty name, and the result is true.
 //
-// A separator that is the first character of all is never taken for the end of a directory: "/x.log" has no directory
-// and the name "/x".
+// A separator at the very start, or right after the drive, never ends a directory: "/x.log" and "C:/x.log" have no
+// directory and the name "/x".
 bool SplitPath(const char* pszPath, std::string* psDrive, std::string* psDir, std::string* psName, std::string* psExt);
 
 // Name and extension; drive and directory.

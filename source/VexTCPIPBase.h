@@ -18,8 +18,8 @@ class CVexDescriptor;
 // DataReq(), the WaitForData() family and DisconnectReq() and overrides nothing.
 //
 // Threads:  the requests belong to the owner's thread, one at a time; DataReq() and the getters may be called from any
-//           thread. ConInd() runs on the connect thread (connected) or the read thread (disconnected), DataInd() on the
-//           read thread. Both may call DataReq() and DisconnectReq(), which does not wait there; DataInd() must not
+//           thread. ConInd() runs on the connect thread (connected, or the connect failed) or the read thread (the
+//           connection has ended), DataInd() on the read thread. Both may call DataReq() and DisconnectReq(), which does not wait there; DataInd() must not
 //           wait in WaitForData(), and none of them may run the destructor. ConInd(false) comes behind the return of
 //           the ConInd(true) of the same connection, but the next request may begin, and its ConInd(true) may run, as soon
 //           as the base version has told the end.
