@@ -28,7 +28,7 @@ std::atomic<const void*> pOwner{ nullptr };
 std::atomic<pid_t> nProcess{ 0 };
 std::atomic<EState> eState{ eNotEnding };
 std::atomic<int> nRewrites{ 0 };    // of all threads that can go on
-std::atomic<bool> bClosed{ false };
+std::atomic<int> nClosed{ 0 };      // while it is not 0, other threads do not begin one
 
 // Initial-exec: signal handlers read them, and must not be the first to touch lazily allocated thread storage.
 thread_local bool t_bOwnTask __attribute__((tls_model("initial-exec"))) = false;
@@ -60,7 +60,7 @@ void Begin(const void* pApplication)
 	pOwner = pApplication;
 	nProcess = getpid();
 	eState = eNotEnding;
-	bClosed = false;
+	nClosed = 0;
 	t_bOwnTask = false;
 }
 
@@ -140,10 +140,10 @@ CRewrite::CRewrite()
 		AwaitRewrites(false);
 	++nRewrites;
 	++t_nRewrites;
-	if (!bOutermost || t_bOwnTask || !bClosed)
+	if (!bOutermost || t_bOwnTask || nClosed == 0)
 		return;
 	--nRewrites;
-	WaitUntil([] { return false; });
+	WaitUntil([] { return nClosed == 0; });
 	++nRewrites;
 }
 
@@ -156,10 +156,13 @@ CRewrite::~CRewrite()
 void AwaitRewrites(bool bClose)
 {
 	// Before the count is read: a thread counts itself first and then looks whether it may.
-	if (bClose)
-		bClosed = true;
-	const VexSignalEnd::CNeedsOthers oNeedsOthers;
-	WaitUntil([] { return nRewrites <= t_nRewrites; });
+	++nClosed;
+	{
+		const VexSignalEnd::CNeedsOthers oNeedsOthers;
+		WaitUntil([] { return nRewrites <= t_nRewrites; });
+	}
+	if (!bClose)
+		--nClosed;
 }
 
 void DiscountOwnRewrites(bool bDiscount)

@@ -40,9 +40,9 @@ bool IsEndedBySignal();
 bool IsOwnTask();
 
 // The rewrite of a file, from reading it to the last byte written: the process does not exit in the middle. The thread
-// that ends the process waits in the constructor until the rewrites of all other threads are finished. Once the process
-// exits, other threads wait there instead of beginning one. Both waits are limited to 5 s, since a rewrite may itself
-// wait for what the other side holds.
+// that ends the process waits in the constructor until the rewrites of all other threads are finished. Meanwhile, and once
+// the process exits, other threads wait there instead of beginning one. All waits are limited to 5 s, since a rewrite may
+// itself wait for what the other side holds.
 class CRewrite
 {
 public:
@@ -52,7 +52,7 @@ public:
 	CRewrite& operator=(const CRewrite&) = delete;
 };
 
-// Waits until no other thread rewrites a file, for 5 s at most. With bClose none begins from then on.
+// Waits until no other thread rewrites a file, for 5 s at most; none begins meanwhile, with bClose ever.
 void AwaitRewrites(bool bClose);
 
 // For a signal handler: the calling thread's rewrites do not count while it cannot go on.

@@ -32,9 +32,9 @@ const Nanoseconds nSleepWait = 100 * nMs;         // the same while it waits for
 const Nanoseconds nAbortWait = 2000 * nMs;        // the same for the first slice of a thread that may be in abort()
 const Nanoseconds nDrainWait = 2 * nAbortWait;    // the trace server's thread may stand still itself
 const Nanoseconds nSlice = 1 * nMs;               // of processor time
-const Nanoseconds nTick = nMs / 5;                // a slice is looked at that often
+const Nanoseconds nFirstTick = nMs / 200;         // a slice is looked at that often at first, then more seldom
 const int nMaxCallNaps = 100;                     // of 0.1 ms; a main thread that blocks signals never comes
-const int nMaxTicks = 25;                         // of a slice, also if the thread gets no processor time
+const int nMaxTicks = 40;                         // of a slice, also if the thread gets no processor time
 const Nanoseconds nRealProgress = nAbortWait / 100;    // less processor time in nAbortWait comes of polling
 
 const int anEndSignals[] = { SIGINT, SIGTERM, SIGABRT };
@@ -203,6 +203,13 @@ void SetTimer(int nSignal, Nanoseconds nSpan)
 	timer_settime(TimerOf(nSignal), 0, &oSpan, nullptr);
 }
 
+// Most locks are held for microseconds; the thread should not run for much longer than that.
+void SetTick(const SHold& rHold)
+{
+	const int nTicksOfOneSpan = 7;
+	SetTimer(rHold.m_nSignal, nFirstTick << (rHold.m_nTicks / nTicksOfOneSpan));
+}
+
 bool IsTimerOver(int nSignal)
 {
 	itimerspec oLeft = {};
@@ -253,17 +260,18 @@ void BeginSlice(SHold& rHold)
 	rHold.m_nEndThreadTime = ReadClock(nEndThreadClock);
 	rHold.m_nSliceBegin = ReadClock(CLOCK_THREAD_CPUTIME_ID);
 	rHold.m_nTicks = 0;
-	SetTimer(rHold.m_nSignal, nTick);
+	SetTick(rHold);
 }
 
 // The timer of a slice has come: whether the slice goes on. It counts the thread's processor time, since on a crowded
-// machine the thread may not have run at all.
+// machine the thread may not have run at all. It ends as soon as the end thread can go on, even before that one runs:
+// from then on Finalize() may delete what this thread uses.
 bool GoesOn(SHold& rHold)
 {
 	if (ReadClock(CLOCK_THREAD_CPUTIME_ID) - rHold.m_nSliceBegin >= nSlice || ++rHold.m_nTicks >= nMaxTicks ||
-		ReadClock(nEndThreadClock) != rHold.m_nEndThreadTime)
+		ReadClock(nEndThreadClock) != rHold.m_nEndThreadTime || LookAt(nEndThread) == eRuns)
 		return false;
-	SetTimer(rHold.m_nSignal, nTick);
+	SetTick(rHold);
 	return true;
 }
 
