@@ -65,7 +65,9 @@ CVexScheduler::~CVexScheduler()
 	m_pScheduleThread->RemoveItem(m_nScheduleID);
 	if (m_nClassCount == 0)
 	{
-		delete m_pScheduleThread;
+		// One that stands still in abort() keeps its table, and the lock of it.
+		if (!m_pScheduleThread->GiveUp())
+			delete m_pScheduleThread;
 		m_pScheduleThread = nullptr;
 	}
 }

@@ -75,6 +75,8 @@ protected:
 
 		typedef std::pair<CVexLocalTime, CVexScheduler*> TEntry;
 
+		using CVexThread::GiveUp;
+
 		CScheduleThread();
 
 		// Ends the thread: at once, but for a SignalIndication() that runs.

@@ -413,6 +413,7 @@ TEST(CVexTraceServerConnection, ClosingThePortEndsWaitsAndGivesLevelsBack)
 			while (!bEnd)
 				CVexTrace("CShort", "comes and goes", nullptr).AddMsg(CVexTraceMsg::eInfo, "x");
 		});
+	CClock::duration oShortest = std::chrono::hours(1);
 	for (int i = 0; i < 10; ++i)
 	{
 		const auto poMonitor = Follow(oServer, "CSignal");
@@ -422,13 +423,15 @@ TEST(CVexTraceServerConnection, ClosingThePortEndsWaitsAndGivesLevelsBack)
 		EXPECT_EQ(CRawMonitor::TextOf(poMonitor->Receive()), "INFO CSignal never confirmed");
 		const auto oBegin = CClock::now();
 		oServer.SetTCPIPMonitorOn(false);
-		EXPECT_LT(CClock::now() - oBegin, std::chrono::milliseconds(900));
+		oShortest = std::min(oShortest, CClock::now() - oBegin);
 		EXPECT_TRUE(poMonitor->SeesTheEnd());
 		EXPECT_EQ(oServer.GetTraceLevels(oServer.m_oTrace.GetID()), 7);
 		oServer.SetTCPIPMonitorOn(true);
 	}
 	bEnd = true;
 	oRegistering.join();
+	// A wait for the confirmation would have taken a second each time.
+	EXPECT_LT(oShortest, std::chrono::milliseconds(900));
 }
 
 TEST(CVexTraceServerConnection, EndOfTheServerDoesNotWaitForASilentClientLineByLine)
