@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -333,6 +334,8 @@ int main(int nArgc, char** ppszArgv)
 	const auto pMode = std::find_if(std::begin(aModes), std::end(aModes), [&](auto& r) { return r.szName == sMode; });
 	if (pMode == std::end(aModes))
 		return 9;
+	const rlimit oNoCore = {};
+	setrlimit(RLIMIT_CORE, &oNoCore);
 	dup2(fileno(pNull), STDOUT_FILENO);
 	if (sMode == "stderr")
 		dup2(fileno(pNull), STDERR_FILENO);
