@@ -30,13 +30,11 @@ static_assert(
 	"the system's size codes");
 
 template <class TCall>
-int RepeatInterrupted(TCall oCall)
+auto RepeatInterrupted(TCall oCall)
 {
-	int nResult = 0;
-	do
-	{
+	auto nResult = oCall();
+	while (nResult < 0 && errno == EINTR)
 		nResult = oCall();
-	} while (nResult < 0 && errno == EINTR);
 	return nResult;
 }
 
@@ -191,6 +189,9 @@ CVexSerial::E_ERROR CVexSerial::InitPort(
 	SetXonXoff(pXonXoff);
 	m_oPortDCB.c_oflag = 0;
 	m_oPortDCB.c_lflag = 0;
+	// Each byte is there at once, whatever an earlier program has set.
+	m_oPortDCB.c_cc[VMIN] = 1;
+	m_oPortDCB.c_cc[VTIME] = 0;
 	// Without the lock, as it may take its time: the device may wait for us to read.
 	RepeatInterrupted([&] { return tcdrain(m_hPort); });
 	// The input that is flushed must not be what another thread has just found and is about to read: that would block.
@@ -252,7 +253,16 @@ void CVexSerial::SetXonXoff(CVexXonXoff* pXonXoff)
 // Test: CVexSerialLine.AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept
 CVexSerial::E_ERROR CVexSerial::DataReq(const char* pData, unsigned int nLen, unsigned int)
 {
-	if (write(m_hPort, pData, nLen) >= 0)
+	unsigned int nDone = 0;
+	ssize_t nWritten = 0;
+	do
+	{
+		// A signal ends a write early: with a part of the block, or with nothing.
+		nWritten = RepeatInterrupted([&] { return write(m_hPort, pData + nDone, nLen - nDone); });
+		if (nWritten > 0)
+			nDone += static_cast<unsigned int>(nWritten);
+	} while (nWritten > 0 && nDone < nLen);
+	if (nWritten >= 0 || nDone > 0)
 		return E_OK;
 	return errno == EAGAIN ? E_TIMEOUT : E_NOT_CONNECTED;
 }

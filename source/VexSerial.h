@@ -172,8 +172,8 @@ public:
 	// does not switch it off.
 	void SetXonXoff(CVexXonXoff* pXonXoff);
 
-	// One write, which blocks while the device takes nothing; nTimeout is not used. E_OK also if a signal has ended it
-	// after a part of the block. E_TIMEOUT if the device would block, else E_NOT_CONNECTED.
+	// Blocks while the device takes nothing; signals do not end it, and nTimeout is not used. E_OK also if only a part of
+	// the block was written. E_TIMEOUT if the device would block, else E_NOT_CONNECTED.
 	E_ERROR DataReq(const char* pData, unsigned int nLen, unsigned int nTimeout);
 
 	// The next byte from the device; the receive thread takes them too. c is unchanged unless E_OK comes back.

@@ -53,6 +53,7 @@ TEST_F(CVexSerialLine, SettingsReachTheDeviceButParityAndFlowControlOffKept)
 	oXonXoff.UseXonXoff(false);
 	EXPECT_EQ(m_oSet.c_cflag, tcflag_t(B300 | CSTOPB | CS8 | CREAD));
 	m_oPort.m_oPortDCB.c_cflag |= PARODD;
+	m_oPort.m_oPortDCB.c_cc[VMIN] = m_oPort.m_oPortDCB.c_cc[VTIME] = 9;
 	for (unsigned int i = 0; i < 11 * 3 * 8; ++i)    // no common factor: all combinations
 	{
 		const auto eSize = C::E_BYTESIZE(i / 2 % 4 * CS6);
@@ -69,6 +70,7 @@ TEST_F(CVexSerialLine, SettingsReachTheDeviceButParityAndFlowControlOffKept)
 		EXPECT_EQ(m_oSet.c_oflag | m_oSet.c_lflag, 0u);
 	}
 	EXPECT_TRUE(m_oSet.c_cc[VSTART] == 'q' && m_oSet.c_cc[VSTOP] == 's');
+	EXPECT_TRUE(m_oSet.c_cc[VMIN] == 1 && m_oSet.c_cc[VTIME] == 0);
 }
 
 TEST_F(CVexSerialLine, AFailedOpenKeepsTheDeviceUntilTheNextOneKept)
@@ -78,6 +80,8 @@ TEST_F(CVexSerialLine, AFailedOpenKeepsTheDeviceUntilTheNextOneKept)
 	CPort().Open(oNoTerminal);    // leaves nothing behind
 	EXPECT_EQ(m_oPort.Open(oNoTerminal), C::E_INIT_FAILED);
 	EXPECT_EQ(m_oPort.DataReq("x", 1, 0), C::E_OK);
+	m_oSet.c_cc[VMIN] = 200;    // of an earlier program
+	tcsetattr(m_oLine.m_nLine, TCSANOW, &m_oSet);
 	EXPECT_EQ(m_oPort.Open(m_oLink), C::E_OK);    // on the file that was kept
 	EXPECT_EQ(m_oPort.Open(m_oLink), C::E_OK);    // on the open line
 	EXPECT_EQ(CountOwn("fd"), nOpenFiles);
@@ -97,6 +101,24 @@ TEST_F(CVexSerialLine, AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept)
 	const std::string sTooMuch(1 << 20, 'x');
 	EXPECT_EQ(m_oPort.DataReq(sTooMuch.data(), 1 << 20, 60000), C::E_OK);
 	EXPECT_TRUE(ComesTrue([&] { return m_oPort.DataReq(&sTooMuch[0], 1, 0) == C::E_TIMEOUT; }));
+}
+
+TEST_F(CVexSerialLine, ABlockIsWrittenWholeHoweverManySignalsCome)
+{
+	struct sigaction oAction = {};    // does not restart the write
+	oAction.sa_handler = [](int) {};
+	sigaction(SIGUSR1, &oAction, nullptr);
+	const std::string sBlock(1 << 20, 'x');
+	C::E_ERROR eResult = C::E_UNKNOWN;
+	std::thread oWriter([&] { eResult = m_oPort.DataReq(sBlock.data(), 1 << 20, 0); });
+	for (int i = 0; i < 20; ++i)
+		CVexThread::Sleep(0, 5), pthread_kill(oWriter.native_handle(), SIGUSR1);
+	std::string sRead;
+	for (char acRead[4096]; sRead.size() < sBlock.size() && HasInput(m_oLine.m_nDevice, 10000);)
+		sRead.append(acRead, std::size_t(read(m_oLine.m_nDevice, acRead, sizeof acRead)));
+	oWriter.join();
+	EXPECT_EQ(eResult, C::E_OK);
+	EXPECT_TRUE(sRead == sBlock && !HasInput(m_oLine.m_nDevice, 0)) << sRead.size();
 }
 
 TEST_F(CVexSerialLine, AByteIsIndicatedOnceAndTheThreadEndsThoughIndicationsThrow)
