@@ -79,7 +79,7 @@ SizeType FindFieldEnd(const std::string& sHeader, SizeType nPos)
 
 SizeType FindField(const std::string& sHeaderUpper, const std::string& sName, SizeType nStart)
 {
-	if (sName.empty() || sHeaderUpper.empty())
+	if (sName.empty())
 		return npos;
 	const std::string sKey = szLineEnd + ToUpper(sName) + szNameEnd;
 	if (nStart == 0 && sHeaderUpper.compare(0, sKey.size() - 2, sKey, 2, npos) == 0)
@@ -116,7 +116,6 @@ void ReplaceRanges(std::string& rsText, const std::vector<SRange>& roRanges, con
 std::string BreaksToFolds(const std::string& sValue)
 {
 	std::string sFolded;
-	sFolded.reserve(sValue.size());
 	bool bHasText = false;    // anything but blanks so far
 	char cFold = '\t';
 	for (SizeType nPos = 0;;)
@@ -145,7 +144,7 @@ std::string BreaksToFolds(const std::string& sValue)
 SizeType FindCut(std::string_view sLine, bool bName, SizeType nText, SizeType nLastText, SizeType nSoftEnd,
 	SizeType nHardEnd, char cSeparator)
 {
-	nHardEnd = std::max(nHardEnd, nText + 1);
+	nHardEnd = std::max(nHardEnd, nText);
 	const std::string_view sText = sLine.substr(nText, nHardEnd - nText);
 	const SizeType nFirst = nText + std::min(sText.find_first_not_of(szBlanks), sText.size());
 	const SizeType nLimit = std::min(nHardEnd, nLastText);
@@ -166,16 +165,15 @@ SizeType FindCut(std::string_view sLine, bool bName, SizeType nText, SizeType nL
 	return nLimit > nFirst ? nLimit : nHardEnd;
 }
 
-// The first nText characters stay together.
+// The first nText characters, a name and ": ", stay together.
 void AppendFolded(std::string& rsFolded, std::string_view sLine, SizeType nText, char cSeparator)
 {
-	nText = std::min(nText, sLine.size());
 	const SizeType nLastText = std::min(sLine.find_last_not_of(szBlanks), sLine.size());
 	SizeType nBegin = 0;
 	for (SizeType nTab = 0; sLine.size() - nBegin + nTab > nMaxLine; nTab = 1)
 	{
 		const SizeType nCut = FindCut(sLine,
-			nBegin == 0 && nText > 1,
+			nBegin == 0 && nText > 0,
 			nText,
 			nLastText,
 			nBegin + nMaxLine - nTab,
@@ -453,18 +451,15 @@ SizeType CVexMail::GetFieldLength(const std::string&, unsigned int& nIndex) cons
 std::string CVexMail::SubDivLargeFields(const std::string& sLine, char cSeparator) const
 {
 	std::string sFolded;
-	sFolded.reserve(sLine.size() + sLine.size() / 32 + 2);
-	const std::string_view sText(sLine);
-	SizeType nText = sText.find(szNameEnd);
-	nText = nText == npos ? 0 : nText + nNameEnd;
 	SizeType nPos = 0;
 	do
 	{
 		const SizeType nEnd = FindLineEnd(sLine, nPos);
-		AppendFolded(sFolded, sText.substr(nPos, nEnd - nPos), nText, cSeparator);
+		const std::string_view sPart = std::string_view(sLine).substr(nPos, nEnd - nPos);
+		const SizeType nName = nPos == 0 ? sPart.find(szNameEnd) : npos;
+		AppendFolded(sFolded, sPart, nName == npos ? 0 : nName + nNameEnd, cSeparator);
 		nPos = nEnd + 2;
-		nText = 1;
-	} while (nPos < sText.size());
+	} while (nPos < sLine.size());
 	return sFolded;
 }
 

@@ -32,8 +32,8 @@ unsigned long ReadNumber(std::istream& rStream)
 	return rStream >> nNumber ? nNumber : 0;
 }
 
-// Cuts the text at its last end mark; false if it has none. rnSearched: up to where no end mark begins.
-bool CutAtEndMark(std::string& rsText, std::size_t& rnSearched)
+// Cuts the text at its last end mark; false if it has none.
+bool CutAtEndMark(std::string& rsText)
 {
 	// Of an empty message: the line break before the mark is that of the status line.
 	if (rsText == sEndMarkAlone)
@@ -41,14 +41,11 @@ bool CutAtEndMark(std::string& rsText, std::size_t& rnSearched)
 		rsText.clear();
 		return true;
 	}
-	const std::size_t nFound = std::string_view(rsText).substr(rnSearched).rfind(sEndMark);
-	if (nFound != std::string_view::npos)
-	{
-		rsText.resize(rnSearched + nFound);
-		return true;
-	}
-	rnSearched = rsText.size() - std::min(rsText.size(), sEndMark.size() - 1);
-	return false;
+	const std::size_t nFound = rsText.rfind(sEndMark);
+	if (nFound == std::string::npos)
+		return false;
+	rsText.resize(nFound);
+	return true;
 }
 }    // namespace
 
@@ -203,7 +200,6 @@ CVexPOP3Client::ERetCode CVexPOP3Client::GetData(std::string& sData)
 {
 	sData.clear();
 	sData.reserve(nReserve);
-	std::size_t nSearched = 0;
 	std::string sPiece;
 	// KEPT: no end mark, no end: silence and a broken connection are polled on. The wait itself is the pause between.
 	// Test: CVexPOP3Client.AMessageWithoutItsEndIsWaitedForUntilTheProcessEndsKept
@@ -213,7 +209,7 @@ CVexPOP3Client::ERetCode CVexPOP3Client::GetData(std::string& sData)
 		if (sData.capacity() - sData.size() < sData.size() / 16)
 			sData.reserve(sData.size() + sData.size() / 2);
 		sData += sPiece;
-		if (eResult == eTimeout && CutAtEndMark(sData, nSearched))
+		if (eResult == eTimeout && CutAtEndMark(sData))
 			return eOK;
 	}
 }

@@ -39,9 +39,13 @@ TEST(CVexMail, TheFirstEmptyLineEndsTheHeader)
 	{
 		std::istringstream oStream(sText);
 		CVexMail oMail("A: 0\r\n\r\nbefore");
+		oStream.exceptions(std::ios_base::failbit);
 		oStream >> oMail;
 		EXPECT_EQ(oMail.GetFieldValue("a", ','), sValue);
 		EXPECT_EQ(oMail.GetBodyText(), sBody);
+		EXPECT_EQ(oStream.rdstate(), std::ios_base::eofbit);
+		EXPECT_EQ(oStream.exceptions(), std::ios_base::failbit);
+		EXPECT_TRUE(VexFromString(oMail = CVexMail(), sText));
 		EXPECT_EQ(VexToString(oMail), CVexMail(sText.data(), static_cast<unsigned int>(sText.size())).GetTotalMail());
 	}
 }
@@ -52,17 +56,28 @@ TEST(CVexMail, AFieldIsFoundAtTheBeginningOfALineOnlyAndReadWithoutItsFolds)
 		{ "Y: X: a\r\nAX: b\r\nX:c\r\nX : d", "X", "" },
 		{ "X: a\r\n b\r\n\t c\r\n \r\n\t", "X", "ab c" },
 		{ "X: a\r\nY: b\r\nX: \r\n c\r\nX: ", "X", "a,c," },
+		{ ": a", "", "" },
 		{ "\xE4\0: a"s, "\xE4\0"s, "a" },
 	};
 	for (const auto& [sHeader, sName, sValue] : aasCases)
 		EXPECT_EQ(CVexMail(sHeader + "\r\n\r\nX: b").GetFieldValue(sName, ','), sValue) << sHeader;
 	EXPECT_EQ(CVexMail("X: a\r\nX: b").GetFieldValue("X", '\0'), "ab");
+	struct CFields : CVexMail
+	{
+		using CVexMail::CVexMail, CVexMail::GetFieldIndex, CVexMail::GetFieldLength, CVexMail::SubDivLargeFields;
+	} const oMail(std::string("Y: x: \r\nX: a\r\n b\r\nZ: c"));
+	unsigned int nIndex = 8, nEnd = 25;
+	EXPECT_EQ(oMail.GetFieldIndex("x", 0), nIndex);
+	EXPECT_EQ(oMail.GetFieldLength("x", nIndex), 8u);
+	EXPECT_EQ(oMail.GetFieldLength("x", nEnd), 0u);
+	const std::string sLong = "X,Y: " + std::string(90, 'a');    // the name stays whole
+	EXPECT_EQ(oMail.SubDivLargeFields(sLong, ','), sLong + "\r\n");
 }
 
 TEST(CVexMail, AFieldReplacesTheFirstOfItsNameAndElseComesFirst)
 {
 	const char* const aapszCases[][2] = {
-		{ "x: a\r\n b\r\nY: c\r\nX: d\r\n e\r\nZ: f\r\nX: g", "X: n\r\nY: c\r\nZ: f" },
+		{ "V: w\r\nx: a\r\n b\r\nY: c\r\nX: d\r\n e\r\nZ: f\r\nX: g", "V: w\r\nX: n\r\nY: c\r\nZ: f" },
 		{ " a\r\nY: c", "X: n\r\n a\r\nY: c" },
 	};
 	for (const auto& [pszBefore, pszBehind] : aapszCases)
@@ -87,9 +102,11 @@ TEST(CVexMail, FoldsLongLinesBehindASeparatorIfThereIsOneInTime)
 	const std::string asCases[] = {
 		Run(40) + "," + Run(34),                                     // 78 characters
 		Run(74) + ",*" + Run(70) + ",*" + Run(6) + "," + Run(70),    // 78 with the tab
+		Run(74) + ",*" + Run(7) + ",*" + Run(70),                    // 79 with the tab
 		Run(75) + ",*" + Run(90) + ",*b",
 		Run(100, ' ') + "b,*c",
 		Run(995) + "*" + Run(997) + "*a",
+		Run(899) + "*b" + Run(200, ' '),    // no line of blanks alone
 	};
 	for (const std::string& rsCase : asCases)
 	{
@@ -110,6 +127,7 @@ TEST(CVexMail, ALineBreakNeverBeginsAHeaderLineOrTheBody)
 		{ "a\r\n b\r\n\tc", "a\r\n b\r\n\tc" },    // folds already
 		{ "\r\na\r\n \t\r\n  b\r\n", "a\t\r\n  b" },
 		{ sLong + " b\r\n " + sLong + " " + sLong, sLong + " b\r\n " + sLong + " \r\n\t" + sLong },
+		{ sLong + sLong, "\r\n\t" + sLong + sLong },    // behind the blank of the name
 	};
 	for (const auto& [sValue, sLines] : aCases)
 		EXPECT_EQ(Set(sValue, ' ', "Y: c"), "X: " + sLines + "\r\nY: c");

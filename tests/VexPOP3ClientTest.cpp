@@ -83,6 +83,7 @@ TEST(CVexPOP3Client, AFailureAtAnyPointAndAFailedConnectAreWhatTheStatusLineTell
 	}
 	Client oClient;
 	oClient.SetTimeout(100);
+	EXPECT_EQ(oClient.GetTimeout(), 100u);
 	EXPECT_EQ(oClient.LogIn("127.0.0.1", FindFreePort(), "", ""), Client::eTimeout);
 	EXPECT_EQ(oClient.LogIn("", 0, "", ""), Client::ePortInvalid);
 	EXPECT_EQ(oClient.LogIn(nullptr, 110, "", ""), Client::eIPAddressInvalid);
@@ -143,5 +144,6 @@ TEST(CVexPOP3Client, TracesGoodCommandsAsZeroAndThePasswordAndSendsNoLineBreaksK
 			"DELE 1 (Retcode=9,Fehler ist undefiniert,Data=Address: 0x",
 			"\n0x0000 2d 45 52 52 20 6e 6f 0d  0a                      -ERR no..       \n)" })
 		EXPECT_NE(sLines.find(szPart), std::string::npos) << szPart;
+	EXPECT_EQ(sLines.find("2b 4f 4b"), std::string::npos);    // no "+OK" of the command before
 }
 }    // namespace

@@ -20,6 +20,7 @@ struct CPort : CVexSerial
 	using CVexSerial::m_hPort;
 	using CVexSerial::m_oInputBuffer;
 	using CVexSerial::m_oPortDCB;
+	using CVexSerial::m_oRcvThread;
 	E_ERROR Open(const CDeviceLink& rLink, CVexXonXoff* pXonXoff = nullptr)
 	{
 		return open(rLink.m_nPort, BAUDRATE_300, EVEN, TWO, BITS_8, pXonXoff);
@@ -48,11 +49,12 @@ protected:
 
 TEST_F(CVexSerialLine, SettingsReachTheDeviceButParityAndFlowControlOffKept)
 {
+	const tcflag_t anParities[] = { PARENB, PARENB | PARODD, 0 };
 	const int anSpeeds[] = { B110, B300, B600, B1200, B2400, B4800, B9600, B19200, B38400, B57600, B115200 };
 	CVexXonXoff oXonXoff(100, 900, 'q', 's');
 	oXonXoff.UseXonXoff(false);
 	EXPECT_EQ(m_oSet.c_cflag, tcflag_t(B300 | CSTOPB | CS8 | CREAD));
-	m_oPort.m_oPortDCB.c_cflag |= PARODD;
+	m_oPort.m_oPortDCB.c_cflag |= PARODD | CIBAUD;
 	m_oPort.m_oPortDCB.c_cc[VMIN] = m_oPort.m_oPortDCB.c_cc[VTIME] = 9;
 	for (unsigned int i = 0; i < 11 * 3 * 8; ++i)    // no common factor: all combinations
 	{
@@ -60,6 +62,8 @@ TEST_F(CVexSerialLine, SettingsReachTheDeviceButParityAndFlowControlOffKept)
 		const tcflag_t nSet = tcflag_t(anSpeeds[i % 11]) | i % 2 * CSTOPB | PARODD | CREAD;
 		m_oSet.c_oflag = m_oSet.c_lflag = ~0u;
 		tcsetattr(m_oLine.m_nLine, TCSANOW, &m_oSet);
+		m_oPort.UseParity(C::E_PARITY(i % 3));
+		EXPECT_EQ(m_oPort.m_oPortDCB.c_oflag, anParities[i % 3]);
 		const auto eSpeed = C::E_BAUDRATE(anSpeeds[i % 11]);
 		CVexXonXoff* const pXonXoff = i == 50 ? &oXonXoff : nullptr;
 		EXPECT_EQ(m_oPort.InitPort(eSpeed, C::E_PARITY(i % 3), C::E_NUM_STOPBITS(i % 2), eSize, pXonXoff), C::E_OK);
@@ -88,6 +92,7 @@ TEST_F(CVexSerialLine, AFailedOpenKeepsTheDeviceUntilTheNextOneKept)
 	std::string sData;
 	EXPECT_EQ(write(m_oLine.m_nDevice, "abc", 3), 3);
 	EXPECT_EQ(m_oPort.WaitForData(3, sData, 60000), C::E_OK);
+	EXPECT_EQ(sData, "abc");
 }
 
 TEST_F(CVexSerialLine, AnEarlierErrorNumberDecidesAndAPartCountsAsWrittenKept)
@@ -113,13 +118,12 @@ TEST_F(CVexSerialLine, ABlockIsWrittenWholeHoweverManySignalsCome)
 	std::thread oWriter([&] { eResult = m_oPort.DataReq(sBlock.data(), 1 << 20, 0); });
 	for (int i = 0; i < 20; ++i)
 		CVexThread::Sleep(0, 5), pthread_kill(oWriter.native_handle(), SIGUSR1);
-	std::string sRead(sBlock.size(), '\0');
-	std::size_t nRead = 0;
-	for (ssize_t n = 1; n > 0 && nRead < sRead.size() && HasInput(m_oLine.m_nDevice, 10000); nRead += n)
-		n = read(m_oLine.m_nDevice, &sRead[nRead], sRead.size() - nRead);
+	std::string sRead;
+	for (char acRead[4096]; sRead.size() < sBlock.size() && HasInput(m_oLine.m_nDevice, 10000);)
+		sRead.append(acRead, std::size_t(read(m_oLine.m_nDevice, acRead, sizeof acRead)));
 	oWriter.join();
 	EXPECT_EQ(eResult, C::E_OK);
-	EXPECT_TRUE(sRead == sBlock) << nRead;
+	EXPECT_TRUE(sRead == sBlock && !HasInput(m_oLine.m_nDevice, 0)) << sRead.size();
 }
 
 TEST_F(CVexSerialLine, AByteIsIndicatedOnceAndTheThreadEndsThoughIndicationsThrow)
@@ -140,6 +144,7 @@ TEST_F(CVexSerialLine, AByteIsIndicatedOnceAndTheThreadEndsThoughIndicationsThro
 	EXPECT_EQ(write(m_oLine.m_nDevice, "ab", 2), 2);
 	EXPECT_EQ(oPort.WaitForData("b", sData, 10000), C::E_OK);
 	EXPECT_EQ(oPort.close(), C::E_OK);
+	EXPECT_EQ(oPort.m_hPort, -1);
 	EXPECT_EQ(sData, "ab");
 }
 
@@ -183,6 +188,10 @@ TEST(CVexSerial, AClosedPortCountsItsSleepsKept)
 	EXPECT_EQ(oPort.WaitForData("OK\r\n", sData, 60000), C::E_OK);    // cut, after the search has begun
 	oDevice.join();
 	EXPECT_EQ(sData + oPort.GetReceivedData(), "OK\r\nrest");
+	oPort.ClearBuffer();
+	EXPECT_EQ(oPort.GetReceivedData(), "");
+	oPort.m_oRcvThread.SetTimeout(7);
+	EXPECT_EQ(oPort.m_oRcvThread.GetTimeout(), 7u);
 }
 
 }    // namespace
