@@ -27,14 +27,16 @@ namespace
 typedef long long Nanoseconds;
 
 const Nanoseconds nMs = 1000000;
-const Nanoseconds nLockWait = 5 * nMs;            // the end thread waits that long before the main thread is let on
-const Nanoseconds nSleepWait = 100 * nMs;         // the same while it waits for something else than a lock
-const Nanoseconds nAbortWait = 2000 * nMs;        // the same for the first slice of a thread that may be in abort()
-const Nanoseconds nDrainWait = 2 * nAbortWait;    // the trace server's thread may stand still itself
-const Nanoseconds nSlice = 1 * nMs;               // of processor time
-const Nanoseconds nFirstTick = nMs / 200;         // a slice is looked at that often at first, then more seldom
-const int nMaxCallNaps = 100;                     // of 0.1 ms; a main thread that blocks signals never comes
-const int nMaxTicks = 40;                         // of a slice, also if the thread gets no processor time
+const Nanoseconds nLockWait = 5 * nMs;        // the end thread waits that long before the main thread is let on
+const Nanoseconds nSleepWait = 100 * nMs;     // the same while it waits for something else than a lock
+const Nanoseconds nAbortWait = 2000 * nMs;    // the same for the first slice of a thread that may be in abort()
+const Nanoseconds nSpinWait = 1000 * nMs;     // the same while it runs: it may spin on a lock
+const Nanoseconds nAbortSpinWait = 6000 * nMs;
+const Nanoseconds nDrainWait = 2 * nAbortWait;         // the trace server's thread may stand still itself
+const Nanoseconds nSlice = 1 * nMs;                    // of processor time
+const Nanoseconds nFirstTick = nMs / 200;              // a slice is looked at that often at first, then more seldom
+const int nMaxCallNaps = 100;                          // of 0.1 ms; a main thread that blocks signals never comes
+const int nMaxTicks = 40;                              // of a slice, also if the thread gets no processor time
 const Nanoseconds nRealProgress = nAbortWait / 100;    // less processor time in nAbortWait comes of polling
 
 const int anEndSignals[] = { SIGINT, SIGTERM, SIGABRT };
@@ -57,6 +59,8 @@ struct SHold
 	Nanoseconds m_nProgressAt = 0;    // the end thread was last seen to go on
 	Nanoseconds m_nEndThreadTime = 0;
 	unsigned m_nWritten = 0;
+	Nanoseconds m_nLineAt = 0;        // a line was last seen to be written; or the begin, or the last slice
+	bool m_bSpin = false;             // the slice is let on though the end thread runs
 	Nanoseconds m_nSliceBegin = 0;    // in the thread's processor time
 	int m_nTicks = 0;
 };
@@ -157,6 +161,8 @@ void SeeProgress(SHold& rHold, Nanoseconds nNow)
 {
 	const Nanoseconds nTime = ReadClock(nEndThreadClock);
 	const unsigned nWrittenNow = nWritten;
+	if (nWrittenNow != rHold.m_nWritten || nSleeps != 0)
+		rHold.m_nLineAt = nNow;
 	if (nWrittenNow != rHold.m_nWritten || nTime - rHold.m_nEndThreadTime > (rHold.m_bAbortWait ? nRealProgress : 0))
 	{
 		rHold.m_nEndThreadTime = nTime;
@@ -170,6 +176,9 @@ bool IsSliceDue(SHold& rHold)
 	const Nanoseconds nNow = ReadClock(CLOCK_MONOTONIC);
 	SeeProgress(rHold, nNow);
 	const Nanoseconds nStill = nNow - rHold.m_nProgressAt;
+	rHold.m_bSpin = nNow - rHold.m_nLineAt >= (rHold.m_bAbortWait ? nAbortSpinWait : nSpinWait);
+	if (rHold.m_bSpin)
+		return true;
 	if (rHold.m_bAbortWait)
 		return nStill >= nAbortWait && LookAt(nEndThread) != eRuns;
 	const Nanoseconds nSinceSlice = nNow - rHold.m_nLastSlice;
@@ -249,7 +258,7 @@ void Die()
 // Lets the thread on. One that cannot be brought back goes on for good; the end does without it.
 void BeginSlice(SHold& rHold)
 {
-	rHold.m_nLastSlice = ReadClock(CLOCK_MONOTONIC);
+	rHold.m_nLastSlice = rHold.m_nLineAt = ReadClock(CLOCK_MONOTONIC);
 	rHold.m_eState = SHold::eFree;
 	if (ThreadId() != nMainThread)
 		return;
@@ -269,7 +278,7 @@ void BeginSlice(SHold& rHold)
 bool GoesOn(SHold& rHold)
 {
 	if (ReadClock(CLOCK_THREAD_CPUTIME_ID) - rHold.m_nSliceBegin >= nSlice || ++rHold.m_nTicks >= nMaxTicks ||
-		ReadClock(nEndThreadClock) != rHold.m_nEndThreadTime || LookAt(nEndThread) == eRuns)
+		(!rHold.m_bSpin && (ReadClock(nEndThreadClock) != rHold.m_nEndThreadTime || LookAt(nEndThread) == eRuns)))
 		return false;
 	SetTick(rHold);
 	return true;
@@ -318,7 +327,7 @@ void Hold(SHold& rHold, int nSignal, unsigned nTicket, bool bAbortWait)
 	rHold.m_nSignal = nSignal;
 	rHold.m_nTicket = nTicket;
 	rHold.m_bAbortWait = bAbortWait;
-	rHold.m_nLastSlice = rHold.m_nProgressAt = ReadClock(CLOCK_MONOTONIC);
+	rHold.m_nLastSlice = rHold.m_nProgressAt = rHold.m_nLineAt = ReadClock(CLOCK_MONOTONIC);
 	rHold.m_nEndThreadTime = ReadClock(nEndThreadClock);
 	rHold.m_nWritten = nWritten;
 	StandStill(rHold);
